@@ -1,0 +1,86 @@
+// The one archive of a run: its members in file order, the symbols of the
+// table being written, and the state of a write in progress.
+#pragma once
+
+#include <cstdint>
+
+#include "archiver/command_line.h"
+#include "support/stream_io.h"
+#include "support/zone.h"
+
+struct ArchiveMember {
+  const char* name;       // decoded, without the "/" terminator
+  uint32_t nameOffset;    // in the name table being written; 0 for short names
+  int32_t date;           // seconds since 1970-01-01 UTC
+  int32_t size;           // data size in bytes
+  uint32_t dataOffset;    // data in the old archive; 0 for members from a file
+  ArchiveMember* next;
+  ArchiveMember* prev;
+  const char* sourcePath; // file that supplies the data; null for kept members
+  uint32_t headerOffset;  // header in the archive being written
+};
+
+struct ArchiveSymbol {
+  const char* name;
+  ArchiveMember* member;
+  uint32_t memberOffset;
+  ArchiveSymbol* next;
+};
+
+enum ArchiveError {
+  ReadError = 1,
+  OpenError = 2,
+  DataReadError = 3,
+  WriteError = 4,
+  CreateError = 5,
+  MemberTooLarge = 6,
+  NameTableTooLarge = 7,
+};
+
+struct Archive;
+using ArchiveErrorCallback = void (*)(Archive& archive, ArchiveError kind, const char* message);
+
+struct Archive {
+  STREAM_HANDLE* input;
+  bool ownsInput;
+  const char* path;             // during a write: the set-aside old archive
+  int32_t format;               // ArchiveFormat
+  uint32_t firstMemberOffset;
+  Zone zone;
+  ArchiveMember* members;
+  ArchiveMember* lastMember;
+  bool nameTableLoaded;
+  char* nameTable;              // "/" and newlines replaced by zero bytes
+  uint32_t nameTableSize;
+  ArchiveSymbol* symbols;
+  ArchiveSymbol* lastSymbol;
+  uint32_t symbolCount;
+  uint32_t symbolTableBytes;
+  uint8_t* symbolData;
+  bool renamedOld;
+  const char* finalPath;        // name under which the new archive is written
+  STREAM_HANDLE* output;
+  ArchiveErrorCallback errorCallback;
+  // Host side of a write in progress, kept ready so that an abnormal end
+  // can undo it with async-signal-safe calls only.
+  char* hostFinalPath;          // the file really written (symbolic links followed)
+  char* hostSetAsidePath;
+  bool outputCreated;           // a new file exists under hostFinalPath
+  bool writeInProgress;
+};
+
+Archive* openArchive(CommandLine& commandLine, ArchiveErrorCallback callback);
+void initArchive(Archive& archive, const char* path, STREAM_HANDLE* input,
+                 ArchiveErrorCallback callback);
+bool isArchive(Archive& archive);
+void loadSpecialMembers(Archive& archive, bool loadSymbols);
+void loadMembers(Archive& archive);
+ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset);
+void appendMember(Archive& archive, ArchiveMember* member);
+void unlinkMember(Archive& archive, ArchiveMember* member);
+void appendSymbol(Archive& archive, ArchiveMember* member, const char* name);
+
+// Formats the message (at most 4095 characters) and hands it to the
+// archive's error callback, which does not return.
+void reportArchiveError(Archive& archive, ArchiveError kind, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));

@@ -1,0 +1,190 @@
+// Building the archive model from an existing archive file.
+#include <sys/stat.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "archiver/archive.h"
+#include "archiver/archive_format.h"
+#include "support/paths.h"
+
+namespace {
+
+FILE* inputFile(Archive& archive) { return archive.input ? archive.input->stream : nullptr; }
+
+bool seekTo(Archive& archive, uint64_t offset) {
+  FILE* f = inputFile(archive);
+  return f && offset <= 0x7FFFFFFFFFFFFFFFull &&
+         fseeko(f, static_cast<off_t>(offset), SEEK_SET) == 0;
+}
+
+uint64_t inputLength(Archive& archive) {
+  struct stat st;
+  FILE* f = inputFile(archive);
+  if (!f || fstat(fileno(f), &st) != 0) return 0;
+  return static_cast<uint64_t>(st.st_size);
+}
+
+// Reads exactly `size` bytes at `offset` into zone memory (rounded up to
+// even); null when the data is not all there.
+uint8_t* readBlock(Archive& archive, uint32_t offset, uint32_t size) {
+  uint32_t even = roundUpEven(size);
+  // A header claiming more than the file holds would only fail the read
+  // below; refuse it before allocating.
+  if (static_cast<uint64_t>(offset) + size > inputLength(archive)) return nullptr;
+  auto* block = static_cast<uint8_t*>(zone_alloc(&archive.zone, even));
+  if (!seekTo(archive, offset)) return nullptr;
+  size_t want = size;
+  if (static_cast<uint64_t>(offset) + even <= inputLength(archive)) want = even;
+  if (std::fread(block, 1, want, inputFile(archive)) != want) return nullptr;
+  return block;
+}
+
+void loadNameTable(Archive& archive, const ArchiveMember& table) {
+  uint8_t* text = readBlock(archive, table.dataOffset, static_cast<uint32_t>(table.size));
+  if (!text) reportArchiveError(archive, ReadError, "Cannot read name table: '%s'", archive.path);
+  for (uint32_t i = 0; i < static_cast<uint32_t>(table.size); ++i)
+    if (text[i] == '/' || text[i] == '\n') text[i] = 0;
+  archive.nameTable = reinterpret_cast<char*>(text);
+  archive.nameTableSize = static_cast<uint32_t>(table.size);
+  archive.nameTableLoaded = true;
+}
+
+uint32_t bigEndian32(const uint8_t* p) {
+  return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
+}
+
+void loadSymbolTable(Archive& archive, const ArchiveMember& table) {
+  uint32_t size = static_cast<uint32_t>(table.size);
+  uint8_t* data = readBlock(archive, table.dataOffset, size);
+  if (!data || size < 4)
+    reportArchiveError(archive, ReadError, "Cannot read symbol table: '%s'", archive.path);
+  archive.symbolData = data;
+  int32_t count = static_cast<int32_t>(bigEndian32(data));
+  if (count <= 0) return;
+  // The count is bounded by the words actually present.
+  uint64_t words = (size - 4) / 4;
+  uint32_t n = static_cast<uint32_t>(std::min<uint64_t>(static_cast<uint32_t>(count), words));
+  uint32_t namePos = 4 + 4 * n;
+  for (uint32_t i = 0; i < n; ++i) {
+    uint32_t length = namePos < size
+        ? static_cast<uint32_t>(strnlen(reinterpret_cast<char*>(data) + namePos, size - namePos))
+        : 0;
+    const char* name = namePos < size
+        ? zone_strndup(&archive.zone, reinterpret_cast<char*>(data) + namePos, length)
+        : "";
+    appendSymbol(archive, nullptr, name);
+    archive.lastSymbol->memberOffset = bigEndian32(data + 4 + 4 * i);
+    namePos += length + 1;
+  }
+}
+
+// The member name from the 16-character field (rules of the three layouts).
+const char* decodeMemberName(Archive& archive, const std::string& field, long uid) {
+  std::string text = field;
+  while (!text.empty() && text.back() == ' ') text.pop_back();
+  if (text == kSymbolTableName || text == kPosixNameTableName || text == kQvNameTableName)
+    return zone_strdup(&archive.zone, text.c_str());
+
+  bool isReference = false;
+  long reference = 0;
+  if (archive.format == Posix && text.size() > 1 && text[0] == '/' &&
+      text.find_first_not_of("0123456789", 1) == std::string::npos) {
+    isReference = true;
+    reference = std::strtol(text.c_str() + 1, nullptr, 10);
+    if (text.size() > 12) reference = -1;  // far beyond any table
+  }
+  if (!text.empty() && text.back() == '/') text.pop_back();
+
+  if (archive.nameTableLoaded) {
+    bool fromTable = false;
+    long offset = 0;
+    if (archive.format == Posix && isReference) {
+      fromTable = true;
+      offset = reference;
+    } else if (archive.format == QvLongName && uid != 0) {
+      fromTable = true;
+      offset = uid;
+    }
+    if (fromTable) {
+      if (offset < 0 || static_cast<unsigned long>(offset) >= archive.nameTableSize)
+        reportArchiveError(archive, ReadError, "Corrupt member name: '%s'", archive.path);
+      const char* entry = archive.nameTable + offset;
+      std::string name(entry, strnlen(entry, archive.nameTableSize - static_cast<uint32_t>(offset)));
+      if (archive.format == QvLongName && std::strncmp(name.c_str(), text.c_str(), 15) != 0)
+        reportArchiveError(archive, ReadError, "Corrupt member name: '%s'", archive.path);
+      return zone_strdup(&archive.zone, unescapeTableName(name).c_str());
+    }
+  }
+  return zone_strdup(&archive.zone, text.c_str());
+}
+
+}  // namespace
+
+ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset) {
+  if (!seekTo(archive, offset)) return nullptr;
+  char header[kHeaderSize];
+  size_t got = std::fread(header, 1, kHeaderSize, inputFile(archive));
+  if (got == 0) return nullptr;
+  if (got < kHeaderSize)
+    reportArchiveError(archive, ReadError, "Cannot read member header: '%s'", archive.path);
+  if (header[58] != '`' || header[59] != '\n')
+    reportArchiveError(archive, ReadError, "Corrupt member header: '%s'", archive.path);
+
+  long size = 0, date = 0, uid = 0;
+  // A negative or huge size would make the member walk go backwards or wrap.
+  if (!parseDecimal(rawField(header, kSizeField), &size) || size < 0 || size > 2147483647L)
+    reportArchiveError(archive, ReadError, "Corrupt member header: '%s'", archive.path);
+  bool dateOk = parseDecimal(rawField(header, kDateField), &date);
+  bool uidOk = parseDecimal(rawField(header, kUidField), &uid);
+  if (!uidOk) uid = 0;
+
+  const char* name = decodeMemberName(archive, rawField(header, kNameField), uid);
+  bool special = std::strcmp(name, kSymbolTableName) == 0 || isNameTableName(name);
+  if (!special && (!dateOk || !uidOk))
+    reportArchiveError(archive, ReadError, "Corrupt member header: '%s'", archive.path);
+
+  auto* member = static_cast<ArchiveMember*>(zone_alloc(&archive.zone, sizeof(ArchiveMember)));
+  member->name = name;
+  member->date = static_cast<int32_t>(date);
+  member->size = static_cast<int32_t>(size);
+  member->dataOffset = offset + static_cast<uint32_t>(kHeaderSize);
+  return member;
+}
+
+void loadSpecialMembers(Archive& archive, bool loadSymbols) {
+  if (!archive.input) return;
+  uint64_t position = kMagicSize;
+  ArchiveMember* member = readMemberHeader(archive, static_cast<uint32_t>(position));
+  if (!member) return;
+  if (std::strcmp(member->name, kSymbolTableName) == 0) {
+    if (loadSymbols) loadSymbolTable(archive, *member);
+    position = uint64_t{member->dataOffset} + roundUpEven(static_cast<uint32_t>(member->size));
+    if (position > 0xFFFFFFFFull) return;
+    member = readMemberHeader(archive, static_cast<uint32_t>(position));
+    if (!member) return;
+  }
+  if (isNameTableName(member->name)) {
+    archive.format = std::strcmp(member->name, kQvNameTableName) == 0 ? QvLongName : Posix;
+    loadNameTable(archive, *member);
+    position = uint64_t{member->dataOffset} + roundUpEven(static_cast<uint32_t>(member->size));
+    if (position > 0xFFFFFFFFull) return;
+  }
+  archive.firstMemberOffset = static_cast<uint32_t>(position);
+}
+
+void loadMembers(Archive& archive) {
+  if (!archive.input) return;
+  if (archive.firstMemberOffset == 0) loadSpecialMembers(archive, false);
+  if (archive.firstMemberOffset == 0) return;
+  uint64_t position = archive.firstMemberOffset;
+  // Every step moves forward: sizes are never negative.
+  while (position <= 0xFFFFFFFFull) {
+    ArchiveMember* member = readMemberHeader(archive, static_cast<uint32_t>(position));
+    if (!member) break;
+    appendMember(archive, member);
+    position = uint64_t{member->dataOffset} + roundUpEven(static_cast<uint32_t>(member->size));
+  }
+}

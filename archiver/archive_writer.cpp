@@ -1,0 +1,306 @@
+#include "archiver/archive_writer.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "archiver/archive_format.h"
+#include "archiver/symbol_table.h"
+#include "support/checked_alloc.h"
+#include "support/host_path.h"
+#include "support/paths.h"
+
+namespace {
+
+// The write in progress, for the exit and signal paths.
+Archive* activeWrite = nullptr;
+bool exitHookInstalled = false;
+
+constexpr size_t kCopyBlock = 4096;
+constexpr size_t kOutputBuffer = 1 << 20;
+
+FILE* outputFile(Archive& archive) { return archive.output ? archive.output->stream : nullptr; }
+FILE* inputFile(Archive& archive) { return archive.input ? archive.input->stream : nullptr; }
+
+void abandonAtExit() {
+  if (activeWrite) abandonWrite(*activeWrite);
+}
+
+char* hostCopy(const char* path) { return xstrdup(hostPath(path).c_str()); }
+
+// The file that a path really names: symbolic links are followed to the
+// end, so that the new archive replaces the link's target and the link
+// stays a link.
+std::string resolveLinks(const char* path) {
+  std::string host = hostPath(path);
+  struct stat st;
+  if (lstat(host.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return host;
+  char* real = realpath(host.c_str(), nullptr);
+  if (!real) return host;
+  std::string resolved = real;
+  std::free(real);
+  return resolved;
+}
+
+void syncDirectoryOf(const char* hostFile) {
+  std::string dir = hostFile;
+  size_t slash = dir.rfind('/');
+  dir = slash == std::string::npos ? "." : (slash == 0 ? "/" : dir.substr(0, slash));
+  int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY);
+  if (fd < 0) return;
+  // Some file systems refuse to sync a directory; that is not an error.
+  (void)fsync(fd);
+  close(fd);
+}
+
+}  // namespace
+
+void beginWrite(Archive& archive, int32_t requested) {
+  if (!exitHookInstalled) {
+    std::atexit(abandonAtExit);
+    exitHookInstalled = true;
+  }
+  archive.finalPath = archive.path;
+  if (requested != Unset)
+    archive.format = requested;
+  else if (archive.format == Unset)
+    archive.format = Posix;
+
+  std::string hostFinal = resolveLinks(archive.finalPath);
+  archive.hostFinalPath = xstrdup(hostFinal.c_str());
+  archive.writeInProgress = true;
+  activeWrite = &archive;
+
+  mode_t keptMode = 0;
+  bool keepMode = false;
+  if (archive.input) {
+    struct stat st;
+    if (fstat(fileno(inputFile(archive)), &st) == 0) {
+      keptMode = st.st_mode & 0777;
+      keepMode = true;
+    }
+    // The set-aside name lives in the archive's own directory (the link
+    // target's, when the archive is named through a link).
+    const char* directory;
+    bool linked = hostFinal != hostPath(archive.finalPath);
+    splitPath(linked ? hostFinal.c_str() : archive.finalPath, &directory, nullptr, nullptr);
+    std::string dir = directory;
+    char* temp = makeTempName(nullptr, "AR", dir.c_str());
+    archive.path = zone_strdup(&archive.zone, temp);
+    std::free(temp);
+    archive.hostSetAsidePath = hostCopy(archive.path);
+    if (archive.ownsInput) closeFile(archive.input);
+    archive.input = nullptr;
+    archive.ownsInput = false;
+    // Marked before the rename, so that an interrupt at any moment finds
+    // the old archive either still in place or known to be set aside.
+    archive.renamedOld = true;
+    if (std::rename(archive.hostFinalPath, archive.hostSetAsidePath) != 0) {
+      archive.renamedOld = false;
+      reportArchiveError(archive, CreateError, "Cannot create new archive");
+    }
+    archive.input = openFile(archive.path, "rb");
+    archive.ownsInput = archive.input != nullptr;
+    if (!archive.input)
+      reportArchiveError(archive, CreateError, "Cannot create archive: '%s'", archive.path);
+  }
+
+  archive.outputCreated = true;
+  FILE* out = std::fopen(archive.hostFinalPath, "wb");
+  if (!out) {
+    archive.outputCreated = false;
+    reportArchiveError(archive, CreateError, "Cannot create archive: '%s'", archive.path);
+  }
+  archive.output = stream_adopt(out, archive.finalPath, "wb");
+  std::setvbuf(out, nullptr, _IOFBF, kOutputBuffer);
+  if (keepMode) (void)fchmod(fileno(out), keptMode);
+  if (std::fwrite(kArchiveMagic, 1, kMagicSize, out) != kMagicSize)
+    reportArchiveError(archive, WriteError, "Cannot write archive: '%s'", archive.path);
+}
+
+std::string buildNameTable(Archive& archive) {
+  std::string text;
+  if (archive.format == Original) return text;
+  if (archive.format == QvLongName) text = "\n";
+  for (ArchiveMember* m = archive.members; m; m = m->next) {
+    if (std::strlen(m->name) < kLongNameLength) {
+      m->nameOffset = 0;
+      continue;
+    }
+    m->nameOffset = static_cast<uint32_t>(text.size());
+    text += escapeTableName(m->name);
+    text += "/\n";
+  }
+  if (text.size() % 2) text += '\n';
+  return text;
+}
+
+const char* headerNameField(Archive& archive, const HeaderRecord& record) {
+  static char field[kNameFieldSize + 1];
+  if (std::strcmp(record.name, kSymbolTableName) == 0) return record.name;
+  if (std::strcmp(record.name, kPosixNameTableName) == 0) {
+    archive.format = Posix;
+    return record.name;
+  }
+  if (std::strcmp(record.name, kQvNameTableName) == 0) {
+    archive.format = QvLongName;
+    return record.name;
+  }
+  if (archive.format == Posix && std::strlen(record.name) >= kLongNameLength) {
+    std::snprintf(field, sizeof field, "/%ld", static_cast<long>(record.nameOffset));
+    return field;
+  }
+  std::snprintf(field, sizeof field, "%.15s/", record.name);
+  return field;
+}
+
+void writeMemberHeader(Archive& archive, const HeaderRecord& record) {
+  if (record.size >= kMaxMemberSize)
+    reportArchiveError(archive, MemberTooLarge, "Member file too large: '%s'", record.name);
+  int uid = 0;
+  if (archive.format == QvLongName) {
+    if (record.nameOffset >= kMaxNameOffset)
+      reportArchiveError(archive, NameTableTooLarge, "Archive file name table too large");
+    uid = static_cast<int>(record.nameOffset);
+  }
+  int written = std::fprintf(outputFile(archive), "%-16s%-12ld%-6d%-6d%-8o%-10ld%-2s",
+                             headerNameField(archive, record), static_cast<long>(record.date),
+                             uid, 0, 0u, static_cast<long>(record.size), "`\n");
+  if (written != static_cast<int>(kHeaderSize))
+    reportArchiveError(archive, WriteError, "Cannot write archive: '%s'", archive.finalPath);
+}
+
+void writeSymbolTable(Archive& archive) {
+  if (archive.symbolTableBytes == 0) return;
+  uint32_t evenSize = roundUpEven(archive.symbolTableBytes);
+  uint32_t words = 1 + archive.symbolCount;
+  auto* header = static_cast<uint8_t*>(zone_alloc(&archive.zone, 4 * words));
+  auto put = [&](uint32_t index, uint32_t value) {
+    uint8_t* p = header + 4 * index;
+    p[0] = static_cast<uint8_t>(value >> 24);
+    p[1] = static_cast<uint8_t>(value >> 16);
+    p[2] = static_cast<uint8_t>(value >> 8);
+    p[3] = static_cast<uint8_t>(value);
+  };
+  put(0, archive.symbolCount);
+  uint32_t i = 1;
+  for (ArchiveSymbol* s = archive.symbols; s; s = s->next) put(i++, s->memberOffset);
+
+  writeMemberHeader(archive, HeaderRecord{kSymbolTableName, 0, 0, static_cast<int32_t>(evenSize)});
+  FILE* out = outputFile(archive);
+  uint64_t written = std::fwrite(header, 1, 4 * words, out);
+  for (ArchiveSymbol* s = archive.symbols; s; s = s->next)
+    written += std::fwrite(s->name, 1, std::strlen(s->name) + 1, out);
+  if (archive.symbolTableBytes % 2) written += std::fwrite("", 1, 1, out);
+  if (written != evenSize) reportArchiveError(archive, WriteError, "Cannot write symbol table");
+}
+
+void writeNameTable(Archive& archive, const std::string& text) {
+  if (text.empty()) return;
+  bool qv = archive.format == QvLongName;
+  writeMemberHeader(archive, HeaderRecord{qv ? kQvNameTableName : kPosixNameTableName,
+                                          qv ? 1u : 0u, 0, static_cast<int32_t>(text.size())});
+  if (std::fwrite(text.data(), 1, text.size(), outputFile(archive)) != text.size())
+    reportArchiveError(archive, WriteError, "Cannot write name_table");
+}
+
+int copyData(FILE* source, FILE* output, int32_t size, bool pad) {
+  static char buffer[kCopyBlock + 1];
+  int64_t remaining = size;
+  while (remaining > static_cast<int64_t>(kCopyBlock - 1)) {
+    if (std::fread(buffer, kCopyBlock, 1, source) != 1) return CopyReadFailed;
+    if (std::fwrite(buffer, kCopyBlock, 1, output) != 1) return CopyWriteFailed;
+    remaining -= kCopyBlock;
+  }
+  if (remaining <= 0) return CopyOk;
+  size_t count = static_cast<size_t>(remaining);
+  if (std::fread(buffer, count, 1, source) != 1) return CopyReadFailed;
+  if (count % 2 && pad) buffer[count++] = '\n';
+  if (std::fwrite(buffer, count, 1, output) != 1) return CopyWriteFailed;
+  return CopyOk;
+}
+
+void writeMember(Archive& archive, ArchiveMember& member) {
+  HeaderRecord record{member.name, member.nameOffset, member.date, member.size};
+  if (member.size == 0) {
+    writeMemberHeader(archive, record);
+    return;
+  }
+  STREAM_HANDLE* source = nullptr;
+  FILE* from;
+  if (member.sourcePath) {
+    source = openFile(member.sourcePath, "rb");
+    if (!source) reportArchiveError(archive, OpenError, "Cannot open file: '%s'", member.sourcePath);
+    from = source->stream;
+  } else {
+    from = inputFile(archive);
+    if (!from || fseeko(from, static_cast<off_t>(member.dataOffset), SEEK_SET) != 0)
+      reportArchiveError(archive, DataReadError, "Cannot read file: '%s'", archive.path);
+  }
+  writeMemberHeader(archive, record);
+  int result = copyData(from, outputFile(archive), member.size, true);
+  if (source) closeFile(source);
+  if (result != CopyOk)
+    reportArchiveError(archive, static_cast<ArchiveError>(result), "Error writing archive");
+}
+
+void completeWrite(Archive& archive) {
+  // The new archive is made durable before the old one is removed.
+  FILE* out = outputFile(archive);
+  bool ok = std::fflush(out) == 0 && fsync(fileno(out)) == 0;
+  STREAM_HANDLE* handle = archive.output;
+  archive.output = nullptr;
+  ok = closeFile(handle) == 0 && ok;
+  if (!ok) reportArchiveError(archive, WriteError, "Cannot write archive: '%s'", archive.finalPath);
+  syncDirectoryOf(archive.hostFinalPath);
+  archive.outputCreated = false;
+  if (archive.input) {
+    if (archive.ownsInput) closeFile(archive.input);
+    archive.input = nullptr;
+    archive.ownsInput = false;
+  }
+  if (archive.renamedOld) std::remove(archive.hostSetAsidePath);
+  archive.renamedOld = false;
+  archive.writeInProgress = false;
+  activeWrite = nullptr;
+}
+
+bool writeArchive(Archive& archive, int32_t requested) {
+  beginWrite(archive, requested);
+  std::string nameTable = buildNameTable(archive);
+  collectSymbols(archive, static_cast<uint32_t>(nameTable.size()));
+  writeSymbolTable(archive);
+  writeNameTable(archive, nameTable);
+  for (ArchiveMember* m = archive.members; m; m = m->next) writeMember(archive, *m);
+  completeWrite(archive);
+  return true;
+}
+
+void abandonWrite(Archive& archive) {
+  if (!archive.writeInProgress) return;
+  archive.writeInProgress = false;
+  if (archive.output) {
+    closeFile(archive.output);
+    archive.output = nullptr;
+  }
+  if (archive.outputCreated) unlink(archive.hostFinalPath);
+  archive.outputCreated = false;
+  if (archive.input && archive.ownsInput) closeFile(archive.input);
+  archive.input = nullptr;
+  if (archive.renamedOld) std::rename(archive.hostSetAsidePath, archive.hostFinalPath);
+  archive.renamedOld = false;
+  if (activeWrite == &archive) activeWrite = nullptr;
+}
+
+void abandonActiveWriteFromSignal(int /*signo*/) {
+  Archive* archive = activeWrite;
+  if (!archive || !archive->writeInProgress) return;
+  archive->writeInProgress = false;
+  if (archive->outputCreated) unlink(archive->hostFinalPath);
+  if (archive->renamedOld) rename(archive->hostSetAsidePath, archive->hostFinalPath);
+}

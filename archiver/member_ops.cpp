@@ -1,0 +1,180 @@
+#include "archiver/member_ops.h"
+
+#include <sys/stat.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+
+#include "archiver/archive_writer.h"
+#include "archiver/argument_index.h"
+#include "support/host_path.h"
+#include "support/paths.h"
+
+namespace {
+
+bool unsafeSkipped = false;
+std::unique_ptr<ArgumentIndex> argumentIndex;
+CommandLine* indexedCommandLine = nullptr;
+
+struct FileStatus {
+  int32_t date = 0;
+  int32_t size = 0;
+};
+
+FileStatus fileStatus(const char* path) {
+  FileStatus status;
+  struct stat st;
+  if (stat(hostPath(path).c_str(), &st) == 0) {
+    status.date = static_cast<int32_t>(st.st_mtime);
+    // A file too big for the 32-bit size must not wrap to a small size and
+    // be cut short: it is kept large, so the writer refuses it.
+    status.size = st.st_size > INT32_MAX ? INT32_MAX : static_cast<int32_t>(st.st_size);
+  }
+  return status;
+}
+
+// The file that supplies or receives a member: the paired argument, or,
+// with no arguments at all, the member's own name.
+const char* pairedFile(CommandLine& commandLine, const ArchiveMember& member) {
+  if (commandLine.fileCount == 0) return member.name;
+  return matchArgument(commandLine, member.name);
+}
+
+// A member name that would land outside the current directory.
+bool isUnsafeName(const char* name) {
+  if (!*name || name[0] == '/' || name[0] == '\\') return true;
+  const char* component = name;
+  for (const char* p = name;; ++p) {
+    if (*p == '/' || *p == '\\' || *p == '\0') {
+      if (p - component == 2 && component[0] == '.' && component[1] == '.') return true;
+      if (!*p) return false;
+      component = p + 1;
+    }
+  }
+}
+
+}  // namespace
+
+const char* matchArgument(CommandLine& commandLine, const char* memberName) {
+  if (indexedCommandLine != &commandLine) {
+    argumentIndex = std::make_unique<ArgumentIndex>(commandLine);
+    indexedCommandLine = &commandLine;
+  }
+  return argumentIndex->take(memberName);
+}
+
+void finishWrite(CommandLine& commandLine, Archive& archive) {
+  if (!commandLine.quiet) printStatus("  ==>  building archive '%s'\n", archive.path);
+  writeArchive(archive, commandLine.format);
+  if (commandLine.printSymbols)
+    for (ArchiveSymbol* s = archive.symbols; s; s = s->next)
+      printStatus("  ==>  symbol defined: '%s'\n", s->name);
+}
+
+void addFiles(CommandLine& commandLine, Archive& archive) {
+  if (!archive.members && commandLine.fileCount > 0 && !commandLine.quiet)
+    printStatus("  ==>  new archive '%s'\n", commandLine.archiveName);
+  for (int32_t i = 0; i < commandLine.fileCount; ++i) {
+    char* path = commandLine.files[i];
+    if (!path || !fileExists(path)) continue;
+    if (commandLine.verbose) printStatus("  ==>  %s '%s'\n", "add", path);
+    FileStatus status = fileStatus(path);
+    auto* member = static_cast<ArchiveMember*>(zone_alloc(&archive.zone, sizeof(ArchiveMember)));
+    member->name = baseName(path);
+    member->sourcePath = path;
+    member->date = status.date;
+    member->size = status.size;
+    appendMember(archive, member);
+    commandLine.files[i] = nullptr;
+  }
+  finishWrite(commandLine, archive);
+}
+
+void replaceMembers(CommandLine& commandLine, Archive& archive) {
+  if (!archive.members) {
+    addFiles(commandLine, archive);
+    return;
+  }
+  for (ArchiveMember* m = archive.members; m; m = m->next) {
+    const char* file = pairedFile(commandLine, *m);
+    if (!file || !fileExists(file)) continue;
+    FileStatus status = fileStatus(file);
+    if (commandLine.updateOnly && !(status.date > m->date)) continue;
+    if (commandLine.verbose) printStatus("  ==>  %s '%s'\n", "replace", m->name);
+    m->sourcePath = file;
+    m->date = status.date;
+    m->size = status.size;
+    m->dataOffset = 0;
+  }
+  addFiles(commandLine, archive);
+}
+
+void deleteMembers(CommandLine& commandLine, Archive& archive) {
+  if (commandLine.fileCount == 0) return;
+  for (ArchiveMember* m = archive.members; m;) {
+    ArchiveMember* next = m->next;
+    if (matchArgument(commandLine, m->name)) {
+      if (commandLine.verbose) printStatus("  ==>  %s '%s'\n", "delete", m->name);
+      unlinkMember(archive, m);
+    }
+    m = next;
+  }
+  finishWrite(commandLine, archive);
+}
+
+void extractMembers(CommandLine& commandLine, Archive& archive) {
+  for (ArchiveMember* m = archive.members; m; m = m->next) {
+    const char* target = pairedFile(commandLine, *m);
+    if (!target) continue;
+    // Without file arguments, names come from the archive: none may reach
+    // outside the current directory.
+    if (commandLine.fileCount == 0 && isUnsafeName(m->name)) {
+      std::fflush(stdout);
+      std::fprintf(stderr, "  -->  error: unsafe member name '%s' not extracted\n", m->name);
+      unsafeSkipped = true;
+      continue;
+    }
+    FILE* out = std::fopen(hostPath(target).c_str(), "wb");
+    if (!out) fatalError("cannot create '%s'", target);
+    FILE* in = archive.input->stream;
+    if (fseeko(in, static_cast<off_t>(m->dataOffset), SEEK_SET) != 0)
+      reportArchiveError(archive, DataReadError, "Cannot read file: '%s'", archive.path);
+    if (commandLine.verbose) printStatus("  ==>  %s '%s'\n", "extract", target);
+    int result = copyData(in, out, m->size, false);
+    if (result == CopyWriteFailed) fatalError("write error");
+    if (result == CopyReadFailed) fatalError("read error");
+    // Buffered data reaches the disk at close; a failure there is a write error too.
+    if (std::fclose(out) != 0) fatalError("write error");
+  }
+}
+
+void formatDate(int32_t date, char out[32]) {
+  static const char* const days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+  static const char* const months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  time_t t = static_cast<time_t>(static_cast<int64_t>(date));
+  struct tm tm;
+  if (!localtime_r(&t, &tm)) {
+    std::snprintf(out, 32, "%-24s", "???");
+    return;
+  }
+  std::snprintf(out, 32, "%.3s %.3s%3d %.2d:%.2d:%.2d %d", days[tm.tm_wday % 7],
+                months[tm.tm_mon % 12], tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec,
+                1900 + tm.tm_year);
+}
+
+void listMembers(CommandLine& commandLine, Archive& archive) {
+  std::fputs("\n      SIZE   DATE                        FILE NAME", stdout);
+  std::fputs("\n  --------   ------------------------    -----------------\n", stdout);
+  for (ArchiveMember* m = archive.members; m; m = m->next) {
+    if (!pairedFile(commandLine, *m)) continue;
+    char date[32];
+    formatDate(m->date, date);
+    std::printf("  %8ld   %s    %s\n", static_cast<long>(m->size), date, m->name);
+  }
+}
+
+bool unsafeMembersSkipped() { return unsafeSkipped; }

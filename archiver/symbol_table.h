@@ -1,0 +1,16 @@
+// The archive symbol table: the symbols that a linker can resolve against
+// the members, and the member header offsets that the table records.
+#pragma once
+
+#include <cstdint>
+
+#include "archiver/archive.h"
+
+// Rebuilds the symbol list from the members and, when it is not empty,
+// fixes every member's header offset. `nameTableLength` is 0 when no name
+// table is written.
+void collectSymbols(Archive& archive, uint32_t nameTableLength);
+
+// With the symbol list complete: adds the count word to symbolTableBytes
+// and sets every member's headerOffset and every symbol's memberOffset.
+void assignHeaderOffsets(Archive& archive, uint32_t nameTableLength);
