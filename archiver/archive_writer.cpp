@@ -124,9 +124,9 @@ void beginWrite(Archive& archive, int32_t requested) {
 }
 
 std::string buildNameTable(Archive& archive) {
-  std::string text;
-  if (archive.format == Original) return text;
-  if (archive.format == QvLongName) text = "\n";
+  if (archive.format == Original) return std::string();
+  // The QvLongName table starts with a newline, so that no name sits at 0.
+  std::string text(archive.format == QvLongName ? 1 : 0, '\n');
   for (ArchiveMember* m = archive.members; m; m = m->next) {
     if (std::strlen(m->name) < kLongNameLength) {
       m->nameOffset = 0;
