@@ -41,6 +41,10 @@ Archive* openArchive(CommandLine& commandLine, ArchiveErrorCallback callback) {
   initArchive(*archive, commandLine.archiveName, nullptr, callback);
   // Adding and replacing create the archive when it is missing, and read an
   // existing file as an archive without checking its magic.
+  // An archive that exists but cannot be read is never taken for a new,
+  // empty one: that would throw its members away.
+  if (!archive->input && fileExists(commandLine.archiveName))
+    fatalError("cannot open archive: '%s'", commandLine.archiveName);
   if (commandLine.command != Add && commandLine.command != Replace) {
     if (!archive->input) fatalError("cannot open archive: '%s'", commandLine.archiveName);
     if (!isArchive(*archive)) fatalError("'%s' is not an archive", commandLine.archiveName);

@@ -112,10 +112,13 @@ const char* decodeMemberName(Archive& archive, const std::string& field, long ui
       if (offset < 0 || static_cast<unsigned long>(offset) >= archive.nameTableSize)
         reportArchiveError(archive, ReadError, "Corrupt member name: '%s'", archive.path);
       const char* entry = archive.nameTable + offset;
-      std::string name(entry, strnlen(entry, archive.nameTableSize - static_cast<uint32_t>(offset)));
+      std::string name = unescapeTableName(
+          std::string(entry, strnlen(entry, archive.nameTableSize - static_cast<uint32_t>(offset))));
+      // The header holds the first 15 characters of the name as it was,
+      // before escaping, so that is what it is checked against.
       if (archive.format == QvLongName && std::strncmp(name.c_str(), text.c_str(), 15) != 0)
         reportArchiveError(archive, ReadError, "Corrupt member name: '%s'", archive.path);
-      return zone_strdup(&archive.zone, unescapeTableName(name).c_str());
+      return zone_strdup(&archive.zone, name.c_str());
     }
   }
   return zone_strdup(&archive.zone, text.c_str());

@@ -8,7 +8,6 @@
 #include "archiver/banner.h"
 #include "archiver/command_file.h"
 #include "support/checked_alloc.h"
-#include "support/host_path.h"
 #include "support/paths.h"
 
 namespace {
@@ -29,8 +28,10 @@ void appendFile(CommandLine& commandLine, char* path) {
 }
 
 void readCommandFile(CommandLine& commandLine, const char* name) {
-  FILE* file = std::fopen(hostPath(name).c_str(), "r");
-  if (!file) fatalError("cannot open '%s'", name);
+  // A directory would open as a stream here and read as an empty file.
+  STREAM_HANDLE* handle = openFile(name, "r");
+  if (!handle) fatalError("cannot open '%s'", name);
+  FILE* file = handle->stream;
   char* option = readCommandToken(file);
   char* archive = option ? readCommandToken(file) : nullptr;
   if (!archive) printUsage(false);
@@ -50,7 +51,7 @@ void readCommandFile(CommandLine& commandLine, const char* name) {
     }
     std::free(token);
   }
-  std::fclose(file);
+  closeFile(handle);
 }
 
 }  // namespace
