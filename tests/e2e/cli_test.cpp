@@ -141,6 +141,10 @@ TEST(Cli, ArchiveMustExistForReadingCommands) {
     expectError(zolt({command, "lib", "a.o"}, dir.path()), "cannot open archive: 'lib.lib'");
   testutil::shell("mkdir dir.lib", dir.path());
   expectError(zolt({"t", "dir"}, dir.path()), "cannot open archive: 'dir.lib'");
+  // Something that exists but cannot be read is never replaced by a new,
+  // empty archive.
+  for (const char* command : {"r", "a"})
+    expectError(zolt({command, "dir", "a.o"}, dir.path()), "cannot open archive: 'dir.lib'");
   writeFile(dir.file("text.a"), "just some text, long enough to hold a header or two\n");
   for (const char* command : {"t", "x", "d"})
     expectError(zolt({command, "text.a", "a.o"}, dir.path()), "'text.a' is not an archive");

@@ -215,6 +215,22 @@ TEST(Layouts, EscapedNamesInTheTable) {
             kMagic + nameTable("//", "a|b_long_name_x.o/\n\n") + member("/0", 1, "1"));
   r = zolt({"t", "runs"}, dir.path());
   EXPECT_EQ(r.out, kListHead + listLine(1, "Thu Jan  1 00:00:01 1970", "a/b_long_name_x.o"));
+  // In QvLongName the header keeps the first 15 characters of the name as
+  // it was, so names with separators read back after a rewrite.
+  r = zolt({"r1", "lib"}, dir.path());
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(readFile(dir.file("lib.lib")),
+            kMagic +
+                nameTable("<filenames>/",
+                          "\ndir|sub|long_name_x.o/\npipe|name_is_long.o/\na||b|c_long_name.o/\n\n", 1) +
+                member("dir/sub/long_na/", 1, "1", 1) + member("pipe/name_is_lo/", 2, "22", 24) +
+                member("a|b/c_long_name/", 3, "333", 45) + member("x|y_long_name.o/", 4, "4444"));
+  r = listing(dir);
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.out, kListHead + listLine(1, "Thu Jan  1 00:00:01 1970", "dir/sub/long_name_x.o") +
+                       listLine(2, "Thu Jan  1 00:00:02 1970", "pipe/name_is_long.o") +
+                       listLine(3, "Thu Jan  1 00:00:03 1970", "a|b/c_long_name.o") +
+                       listLine(4, "Thu Jan  1 00:00:04 1970", "x|y_long_name.o"));
 }
 
 TEST(Layouts, SpecialNamesOnlyAtTheFront) {
