@@ -1,6 +1,13 @@
 #include "archiver/symbol_table.h"
 
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
 #include "archiver/archive_format.h"
+#include "objfile/object_file.h"
+#include "support/fatal_signal.h"
+#include "support/paths.h"
 
 void assignHeaderOffsets(Archive& archive, uint32_t nameTableLength) {
   archive.symbolTableBytes += 4;
@@ -16,10 +23,51 @@ void assignHeaderOffsets(Archive& archive, uint32_t nameTableLength) {
   for (ArchiveSymbol* s = archive.symbols; s; s = s->next) s->memberOffset = s->member->headerOffset;
 }
 
+bool isArchiveSymbol(int binding, int kind) {
+  bool globalOrWeak = binding == OFE::OF_SYMBOL_BINDING_GLOBAL || binding == OFE::OF_SYMBOL_BINDING_WEAK;
+  bool definition = kind == OFE::OF_SYMBOL_KIND_DEFINED || kind == OFE::OF_SYMBOL_KIND_ABSOLUTE ||
+                    kind == OFE::OF_SYMBOL_KIND_COMMON;
+  return globalOrWeak && definition;
+}
+
+void gatherMemberSymbols(Archive& archive, ArchiveMember& member, OFE::OBJECT_FILE& object) {
+  OFE::OF_SYMBOL_TABLE* table = object.get_symbol_table();
+  // A ".symtab" of the wrong type leaves nothing to ask: the run stops in
+  // the internal-error report, on purpose.
+  if (!table) raise_fatal(SIGSEGV);
+  uint32_t count = table->get_num_symbols();
+  for (uint32_t index = 0; index < count; index = table->get_next_index(index)) {
+    OFE::OF_SYMBOL* symbol = table->get_symbol(index);
+    if (!symbol || !isArchiveSymbol(symbol->get_binding(), symbol->get_kind())) continue;
+    appendSymbol(archive, &member, zone_strdup(&archive.zone, symbol->get_name()));
+  }
+}
+
 void collectSymbols(Archive& archive, uint32_t nameTableLength) {
   archive.symbols = archive.lastSymbol = nullptr;
   archive.symbolCount = 0;
   archive.symbolTableBytes = 0;
+  for (ArchiveMember* m = archive.members; m; m = m->next) {
+    STREAM_HANDLE* source = nullptr;
+    STREAM_HANDLE* data;
+    if (m->sourcePath) {
+      source = openFile(m->sourcePath, "rb");
+      if (!source) reportArchiveError(archive, OpenError, "Cannot open file: '%s'", m->sourcePath);
+      data = source;
+    } else {
+      data = archive.input;
+      if (!data || !data->stream ||
+          fseeko(data->stream, static_cast<off_t>(m->dataOffset), SEEK_SET) != 0)
+        reportArchiveError(archive, DataReadError, "Cannot read file: '%s'", archive.path);
+    }
+    // Only one object exists at a time: made, read and destroyed per member.
+    OFE::OBJECT_FILE* object =
+        m->size < 1 ? nullptr
+                    : OFE::create_object_file(data, static_cast<uint64_t>(m->size), 0, nullptr);
+    if (object) gatherMemberSymbols(archive, *m, *object);
+    if (source) closeFile(source);
+    delete object;
+  }
   if (archive.symbolTableBytes == 0) return;
   assignHeaderOffsets(archive, nameTableLength);
 }
