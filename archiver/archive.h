@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "archiver/command_line.h"
 #include "support/stream_io.h"
@@ -76,6 +77,11 @@ bool isArchive(Archive& archive);
 void loadSpecialMembers(Archive& archive, bool loadSymbols);
 void loadMembers(Archive& archive);
 ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset);
+// The name of a member from its 16-character header field and, for the
+// QvLongName layout, its uid.
+const char* decodeMemberName(Archive& archive, const std::string& field, long uid);
+// A zero-filled member record in the archive's zone.
+ArchiveMember* newMember(Archive& archive);
 void appendMember(Archive& archive, ArchiveMember* member);
 void unlinkMember(Archive& archive, ArchiveMember* member);
 void appendSymbol(Archive& archive, ArchiveMember* member, const char* name);

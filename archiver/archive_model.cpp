@@ -54,6 +54,11 @@ Archive* openArchive(CommandLine& commandLine, ArchiveErrorCallback callback) {
   return archive;
 }
 
+ArchiveMember* newMember(Archive& archive) {
+  return static_cast<ArchiveMember*>(
+      zone_alloc_aligned(&archive.zone, sizeof(ArchiveMember), alignof(ArchiveMember)));
+}
+
 void appendMember(Archive& archive, ArchiveMember* member) {
   member->next = nullptr;
   member->prev = archive.lastMember;
@@ -77,7 +82,8 @@ void unlinkMember(Archive& archive, ArchiveMember* member) {
 }
 
 void appendSymbol(Archive& archive, ArchiveMember* member, const char* name) {
-  auto* symbol = static_cast<ArchiveSymbol*>(zone_alloc(&archive.zone, sizeof(ArchiveSymbol)));
+  auto* symbol = static_cast<ArchiveSymbol*>(
+      zone_alloc_aligned(&archive.zone, sizeof(ArchiveSymbol), alignof(ArchiveSymbol)));
   symbol->name = name;
   symbol->member = member;
   if (archive.lastSymbol)

@@ -81,6 +81,8 @@ void loadSymbolTable(Archive& archive, const ArchiveMember& table) {
   }
 }
 
+}  // namespace
+
 // The member name from the 16-character field (rules of the three layouts).
 const char* decodeMemberName(Archive& archive, const std::string& field, long uid) {
   std::string text = field;
@@ -124,8 +126,6 @@ const char* decodeMemberName(Archive& archive, const std::string& field, long ui
   return zone_strdup(&archive.zone, text.c_str());
 }
 
-}  // namespace
-
 ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset) {
   if (!seekTo(archive, offset)) return nullptr;
   char header[kHeaderSize];
@@ -149,7 +149,7 @@ ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset) {
   if (!special && (!dateOk || !uidOk))
     reportArchiveError(archive, ReadError, "Corrupt member header: '%s'", archive.path);
 
-  auto* member = static_cast<ArchiveMember*>(zone_alloc(&archive.zone, sizeof(ArchiveMember)));
+  auto* member = newMember(archive);
   member->name = name;
   member->date = static_cast<int32_t>(date);
   member->size = static_cast<int32_t>(size);

@@ -13,11 +13,17 @@ constexpr size_t kTokenGrowth = 80;
 
 bool isSpace(int c) { return c != EOF && std::isspace(c); }
 
-// The token text, grown 80 bytes at a time through the checked allocator.
+// The token text, grown 80 bytes at a time through the checked allocator;
+// freed unless it is handed to the caller.
 struct TokenBuffer {
   char* text = static_cast<char*>(xmalloc(kTokenGrowth));
   size_t capacity = kTokenGrowth;
   size_t length = 0;
+
+  TokenBuffer() = default;
+  TokenBuffer(const TokenBuffer&) = delete;
+  TokenBuffer& operator=(const TokenBuffer&) = delete;
+  ~TokenBuffer() { std::free(text); }
 
   void append(char c) {
     if (length + 1 >= capacity) {
@@ -26,22 +32,27 @@ struct TokenBuffer {
     }
     text[length++] = c;
   }
-  char* finish() {
+  char* release() {
     text[length] = '\0';
-    return text;
+    char* result = text;
+    text = nullptr;
+    return result;
   }
 };
+
+void (*failureExit)(int status) = std::exit;
 
 [[noreturn]] void unterminatedComment() {
   std::fputs(">> Unterminated comment in command file;", stderr);
   std::fputs(" aborting!\n", stderr);
-  std::exit(-1);
+  failureExit(-1);
+  std::abort();
 }
 
 [[noreturn]] void unterminatedQuote(const std::string& quoted, bool startsEscaped) {
   std::fputs(">> Unterminated quote in command file; aborting\n", stderr);
   std::string text = quoted.substr(0, 30);
-  if (text == "\n") std::exit(-1);
+  if (text == "\n") failureExit(-1);
   while (!text.empty() && text.back() == '\n') text.pop_back();
   std::string shown;
   for (char c : text) {
@@ -53,7 +64,8 @@ struct TokenBuffer {
       shown += c;
   }
   std::fprintf(stderr, "   Quote starts at %s%s\n", startsEscaped ? "" : "\"", shown.c_str());
-  std::exit(-1);
+  failureExit(-1);
+  std::abort();
 }
 
 void skipBlockComment(FILE* stream) {
@@ -120,11 +132,7 @@ char* readCommandToken(FILE* stream) {
   for (;;) {
     c = std::getc(stream);
     bool wasEscape = false;
-    if (c == EOF) {
-      if (token.length > 0) return token.finish();
-      std::free(token.text);
-      return nullptr;
-    }
+    if (c == EOF) return token.length > 0 ? token.release() : nullptr;
     if (c == '*' && token.length > 0 && token.text[token.length - 1] == '/') {
       --token.length;
       skipBlockComment(stream);
@@ -143,10 +151,14 @@ char* readCommandToken(FILE* stream) {
       token.append('\\');
       wasEscape = true;
     } else if (isSpace(c)) {
-      if (token.length > 0) return token.finish();
+      if (token.length > 0) return token.release();
     } else {
       token.append(static_cast<char>(c));
     }
     escapePending = wasEscape;
   }
+}
+
+void setCommandFileFailureExit(void (*exitFunction)(int status)) {
+  failureExit = exitFunction ? exitFunction : std::exit;
 }

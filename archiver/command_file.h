@@ -8,3 +8,7 @@
 // the end of the file (or for a null stream). An unterminated comment or
 // quote ends the process with status -1.
 char* readCommandToken(FILE* stream);
+
+// Replaces how an unterminated comment or quote ends the run (std::exit by
+// default; it must not return). For harnesses that read many files.
+void setCommandFileFailureExit(void (*exitFunction)(int status));

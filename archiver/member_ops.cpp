@@ -82,7 +82,7 @@ void addFiles(CommandLine& commandLine, Archive& archive) {
     if (!path || !fileExists(path)) continue;
     if (commandLine.verbose) printStatus("  ==>  %s '%s'\n", "add", path);
     FileStatus status = fileStatus(path);
-    auto* member = static_cast<ArchiveMember*>(zone_alloc(&archive.zone, sizeof(ArchiveMember)));
+    auto* member = newMember(archive);
     member->name = baseName(path);
     member->sourcePath = path;
     member->date = status.date;

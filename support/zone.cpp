@@ -1,5 +1,6 @@
 #include "support/zone.h"
 
+#include <cstdlib>
 #include <cstring>
 
 #include "support/checked_alloc.h"
@@ -49,6 +50,20 @@ void* zone_alloc(Zone* zone, uint32_t size) {
   return piece;
 }
 
+void* zone_alloc_aligned(Zone* zone, uint32_t size, uint32_t alignment) {
+  if (ZoneBlock* block = zone->blocks) {
+    uint32_t offset = block->size - zone->bytesFree;
+    uint32_t pad = (alignment - offset % alignment) % alignment;
+    // Pieces advance in even steps, so a piece of pad - 1 bytes moves the
+    // next one exactly to the boundary. Block data is malloc-aligned.
+    if (pad != 0 && zone->bytesFree >= pad + size)
+      zone_alloc(zone, pad - 1);
+    else if (pad != 0)
+      zone->bytesFree = 0;  // the next piece opens a new block
+  }
+  return zone_alloc(zone, size);
+}
+
 char* zone_strndup(Zone* zone, const char* text, uint32_t length) {
   auto* copy = static_cast<char*>(zone_alloc(zone, length + 1));
   std::memcpy(copy, text, length);
@@ -58,6 +73,16 @@ char* zone_strndup(Zone* zone, const char* text, uint32_t length) {
 
 char* zone_strdup(Zone* zone, const char* text) {
   return zone_strndup(zone, text, static_cast<uint32_t>(std::strlen(text)));
+}
+
+void zone_release(Zone* zone) {
+  while (ZoneBlock* block = zone->blocks) {
+    zone->blocks = block->previous;
+    statistics.totalBlockBytes -= block->size;
+    std::free(block->data);
+    std::free(block);
+  }
+  zone->bytesFree = 0;
 }
 
 const ZoneStatistics& zone_statistics() { return statistics; }

@@ -36,9 +36,16 @@ struct ZoneStatistics {
 
 void zone_create(Zone* zone, uint32_t defaultBlockSize, const char* name, uint32_t flags);
 void* zone_alloc(Zone* zone, uint32_t size);
+// A piece that starts at a multiple of `alignment` (a power of two up to
+// 16), for records: plain pieces are only 2-byte aligned.
+void* zone_alloc_aligned(Zone* zone, uint32_t size, uint32_t alignment);
 // A copy of `text` (with its terminator) in the zone.
 char* zone_strdup(Zone* zone, const char* text);
 char* zone_strndup(Zone* zone, const char* text, uint32_t length);
+
+// Frees every block of the zone. The program itself never does; this is for
+// harnesses that build many archive models in one process.
+void zone_release(Zone* zone);
 
 const ZoneStatistics& zone_statistics();
 // Number of zones created so far in this process.

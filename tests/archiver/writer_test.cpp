@@ -26,7 +26,7 @@ std::string header(const std::string& name, const std::string& date, const std::
 
 ArchiveMember* fileMember(Archive& archive, const std::string& path, const char* name,
                           int32_t size, int32_t date) {
-  auto* m = static_cast<ArchiveMember*>(zone_alloc(&archive.zone, sizeof(ArchiveMember)));
+  auto* m = newMember(archive);
   m->name = zone_strdup(&archive.zone, name);
   m->sourcePath = zone_strdup(&archive.zone, path.c_str());
   m->size = size;

@@ -63,3 +63,24 @@ TEST(Zone, StringCopiesAreTerminated) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Zone, AlignedPiecesForRecords) {
+  Zone zone;
+  zone_create(&zone, 64, "", 0);
+  zone_alloc(&zone, 1);  // offset 0, next at 2
+  void* a = zone_alloc_aligned(&zone, 16, 8);
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(a) % 8, 0u);
+  EXPECT_EQ(offsetIn(zone, a), 8u);
+  zone_alloc(&zone, 3);  // at 26, next at 30
+  ZoneBlock* first = zone.blocks;
+  // 34 bytes left in the block: 2 of padding and 30 would fit, 33 would not.
+  void* b = zone_alloc_aligned(&zone, 33, 8);
+  EXPECT_NE(zone.blocks, first);
+  EXPECT_EQ(b, zone.blocks->data);
+  zone_release(&zone);
+  EXPECT_EQ(zone.blocks, nullptr);
+}
+
+}  // namespace
