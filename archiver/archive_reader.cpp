@@ -76,7 +76,7 @@ void loadSymbolTable(Archive& archive, const ArchiveMember& table) {
         ? zone_strndup(&archive.zone, reinterpret_cast<char*>(data) + namePos, length)
         : "";
     appendSymbol(archive, nullptr, name);
-    archive.lastSymbol->memberOffset = bigEndian32(data + 4 + 4 * i);
+    archive.lastSymbol->memberOffset = bigEndian32(data + 4 + size_t{4} * i);
     namePos += length + 1;
   }
 }

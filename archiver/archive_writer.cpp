@@ -181,7 +181,7 @@ void writeSymbolTable(Archive& archive) {
   uint32_t words = 1 + archive.symbolCount;
   auto* header = static_cast<uint8_t*>(zone_alloc(&archive.zone, 4 * words));
   auto put = [&](uint32_t index, uint32_t value) {
-    uint8_t* p = header + 4 * index;
+    uint8_t* p = header + size_t{4} * index;
     p[0] = static_cast<uint8_t>(value >> 24);
     p[1] = static_cast<uint8_t>(value >> 16);
     p[2] = static_cast<uint8_t>(value >> 8);
@@ -193,7 +193,7 @@ void writeSymbolTable(Archive& archive) {
 
   writeMemberHeader(archive, HeaderRecord{kSymbolTableName, 0, 0, static_cast<int32_t>(evenSize)});
   FILE* out = outputFile(archive);
-  uint64_t written = std::fwrite(header, 1, 4 * words, out);
+  uint64_t written = std::fwrite(header, 1, size_t{4} * words, out);
   for (ArchiveSymbol* s = archive.symbols; s; s = s->next)
     written += std::fwrite(s->name, 1, std::strlen(s->name) + 1, out);
   if (archive.symbolTableBytes % 2) written += std::fwrite("", 1, 1, out);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -46,7 +47,7 @@ inline std::vector<RawMember> parseArchive(const std::string& bytes) {
     RawMember m;
     m.field = h.substr(0, 16);
     m.field.erase(m.field.find_last_not_of(' ') + 1);
-    m.uid = std::stol(h.substr(28, 6));
+    m.uid = std::atol(h.substr(28, 6).c_str());  // GNU ar leaves it blank in "//"
     m.header = pos;
     m.size = std::stoull(h.substr(48, 10));
     if (pos + 60 + m.size > bytes.size()) {
@@ -182,6 +183,16 @@ inline std::vector<ElfSymbol> readelfSymbols(const std::vector<std::string>& fil
     std::istringstream in(line);
     std::vector<std::string> t;
     for (std::string w; in >> w;) t.push_back(w);
+    // A value readelf has no word for reads "<OS specific>: 11" or
+    // "<unknown>: 12" (Type and Bind columns): make it one token.
+    for (size_t col = 3; col <= 4 && col < t.size(); ++col) {
+      if (t[col].front() != '<') continue;
+      size_t end = col;
+      while (end + 1 < t.size() && t[end].find(">:") == std::string::npos) ++end;
+      if (end + 1 < t.size()) ++end;  // the number
+      for (size_t k = col + 1; k <= end; ++k) t[col] += " " + t[k];
+      t.erase(t.begin() + col + 1, t.begin() + end + 1);
+    }
     if (t.size() < 7 || t[0].back() != ':' || t[0] == "Num:") continue;
     // Num Value Size Type Bind Vis [target notes in brackets] Ndx [Name]
     size_t i = 6;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <set>
 
 #include "e2e/e2e_util.h"
 #include "e2e/symbol_util.h"
@@ -64,6 +65,14 @@ std::string symbolLines(const std::vector<std::string>& names) {
   std::string out;
   for (const auto& n : names) out += "  ==>  symbol defined: '" + n + "'\n";
   return out;
+}
+
+std::vector<std::string> printedSymbolsOf(const std::string& out) {
+  std::vector<std::string> names;
+  const std::string head = "  ==>  symbol defined: '";
+  for (const auto& l : lines(out))
+    if (l.rfind(head, 0) == 0) names.push_back(l.substr(head.size(), l.size() - head.size() - 1));
+  return names;
 }
 
 std::vector<std::string> namesOf(const std::vector<MapEntry>& map) {
@@ -336,6 +345,19 @@ TEST(Symbols, OffsetsPointAtHeadersInEveryLayout) {
     }
     EXPECT_EQ(r.out, symbolLines(namesOf(want)));
   }
+
+  // QvLongName writes its table even for short names only: two newlines
+  // that the offsets must step over.
+  std::remove(dir.file("lib.lib").c_str());
+  RunResult r = zolt({"rqs1", "lib", "b.o", "c.o"}, dir.path());
+  EXPECT_EQ(r.status, 0);
+  auto all = parseArchive(readFile(dir.file("lib.lib")));
+  ASSERT_EQ(all.size(), 4u);
+  EXPECT_EQ(all[1].field, "<filenames>/");
+  EXPECT_EQ(all[1].data, "\n\n");
+  EXPECT_EQ(all[2].header, 8 + 60 + all[0].size + 60 + 2);
+  EXPECT_EQ(symbolMap(all),
+            expectedMap({dir.file("b.o"), dir.file("c.o")}, ordinaryMembers(all)));
 }
 
 TEST(Symbols, ListingFollowsTheWriteAndIgnoresQuiet) {
@@ -380,6 +402,114 @@ std::string patchSectionType(std::string elf, const std::string& name, uint32_t 
   }
   ADD_FAILURE() << "no section " << name;
   return elf;
+}
+
+// The file offset of the ".symtab" entry of symbol `name` in a
+// little-endian ELF64 object; 0 when there is none.
+size_t symbolEntry(const std::string& elf, const std::string& name) {
+  auto u16 = [&](size_t at) { return uint16_t(uint8_t(elf[at]) | uint8_t(elf[at + 1]) << 8); };
+  auto u32 = [&](size_t at) { return uint32_t(u16(at)) | uint32_t(u16(at + 2)) << 16; };
+  auto u64 = [&](size_t at) { return uint64_t(u32(at)) | uint64_t(u32(at + 4)) << 32; };
+  uint64_t shoff = u64(0x28);
+  uint16_t shentsize = u16(0x3A), shnum = u16(0x3C);
+  for (uint16_t i = 0; i < shnum; ++i) {
+    size_t sh = shoff + uint64_t(i) * shentsize;
+    if (u32(sh + 4) != 2) continue;  // SHT_SYMTAB
+    size_t strings = u64(shoff + uint64_t(u32(sh + 0x28)) * shentsize + 0x18);
+    for (uint64_t at = u64(sh + 0x18); at < u64(sh + 0x18) + u64(sh + 0x20); at += 24)
+      if (strings + u32(at) < elf.size() && std::string(elf.c_str() + strings + u32(at)) == name)
+        return at;
+  }
+  ADD_FAILURE() << "no symbol " << name;
+  return 0;
+}
+
+void putLittle(std::string& bytes, size_t at, uint64_t value, int width) {
+  for (int b = 0; b < width; ++b) bytes[at + b] = static_cast<char>((value >> (8 * b)) & 0xFF);
+}
+
+// Rewrites st_info and st_shndx of the symbol `name`.
+std::string patchSymbol(std::string elf, const std::string& name, uint8_t info, uint16_t shndx) {
+  size_t at = symbolEntry(elf, name);
+  if (at == 0) return elf;
+  putLittle(elf, at + 4, info, 1);
+  putLittle(elf, at + 6, shndx, 2);
+  return elf;
+}
+
+TEST(Symbols, NamelessDefinitionsAreListedWithEmptyNames) {
+  TempDir dir;
+  std::string o = object(dir.path(), "nameless", "int keep = 1, none = 2, far = 3;\n");
+  std::string bytes = readFile(o);
+  size_t keep = symbolEntry(bytes, "keep"), none = symbolEntry(bytes, "none"),
+         far = symbolEntry(bytes, "far");
+  ASSERT_TRUE(keep && none && far);
+  putLittle(bytes, none, 0, 4);           // st_name 0: no name
+  putLittle(bytes, far, 0x7FFFFFF0, 4);   // past the string table: no name either
+  testutil::writeFile(o, bytes);
+  testutil::setMtime(o, kDate);
+  RunResult r = zolt({"rs", "lib", "nameless.o"}, dir.path());
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.err, "");
+  // The three in table order, whatever it is.
+  std::vector<std::pair<size_t, std::string>> order{{keep, "keep"},
+                                                    {none, ""}, {far, ""}};
+  std::sort(order.begin(), order.end());
+  std::vector<std::string> names;
+  for (const auto& [at, n] : order) names.push_back(n);
+  EXPECT_EQ(r.out, "  ==>  new archive 'lib.lib'\n  ==>  building archive 'lib.lib'\n" +
+                       symbolLines(names));
+  // 4 + (4 + 5) + 5 + 5 = 23, padded to 24.
+  EXPECT_EQ(readFile(dir.file("lib.lib")),
+            std::string(kMagic) + symbolTableMember(names, {92, 92, 92}) +
+                member("nameless.o/", kDate, bytes));
+}
+
+TEST(Symbols, OtherBindingsAndReservedSectionsAreLeftOut) {
+  TempDir dir;
+  std::string unique = assemble(dir.path(), "unique",
+                                ".data\n.globl u\n.type u, @gnu_unique_object\nu: .byte 1\n"
+                                ".globl plain\nplain: .byte 2\n");
+  std::string o = object(dir.path(), "o",
+                         "int keep1 = 1, lo_proc = 2, reserved = 3, os_binding = 4, keep2 = 5;\n");
+  std::string bytes = readFile(o);
+  bytes = patchSymbol(bytes, "lo_proc", 0x11, 0xFF00);   // global object in SHN_LOPROC
+  bytes = patchSymbol(bytes, "reserved", 0x11, 0xFFF3);  // global object in a reserved index
+  bytes = patchSymbol(bytes, "os_binding", 0xB1, 3);     // binding 11: an OS's own
+  testutil::writeFile(o, bytes);
+  std::map<std::string, ElfSymbol> seen;
+  for (const auto& sym : readelfSymbols({unique, o})) seen[sym.name] = sym;
+  ASSERT_EQ(seen["u"].bind, "UNIQUE");
+  ASSERT_EQ(seen["plain"].bind, "GLOBAL");
+  ASSERT_EQ(seen["lo_proc"].bind, "GLOBAL");
+  ASSERT_EQ(seen["reserved"].bind, "GLOBAL");
+  ASSERT_EQ(seen["os_binding"].bind, "<OS specific>: 11");
+  ASSERT_EQ(seen["keep2"].bind, "GLOBAL");
+
+  RunResult r = zolt({"rsq", "lib", "unique.o", "o.o"}, dir.path());
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.err, "");
+  std::vector<std::string> taken = printedSymbolsOf(r.out);
+  std::sort(taken.begin(), taken.end());
+  EXPECT_EQ(taken, (std::vector<std::string>{"keep1", "keep2", "plain"}));
+
+  // GNU ar takes three of these that zolt leaves out, for these reasons.
+  if (!testutil::haveTool("ar")) GTEST_SKIP() << "GNU ar not installed, not compared";
+  const std::map<std::string, std::string> gnuOnly{
+      {"u", "STB_GNU_UNIQUE binding: GNU ar counts it as global"},
+      {"lo_proc", "st_shndx 0xFF00 (SHN_LOPROC): GNU ar counts it as a definition"},
+      {"reserved", "st_shndx 0xFFF3 (reserved): GNU ar counts it as a definition"}};
+  ASSERT_EQ(testutil::run({"ar", "rcs", "gnu.a", "unique.o", "o.o"}, dir.path()).status, 0);
+  std::vector<std::string> gnu;
+  std::set<std::string> differing;
+  for (const auto& e : symbolMap(parseArchive(readFile(dir.file("gnu.a")))))
+    if (gnuOnly.count(e.name)) {
+      differing.insert(e.name);
+    } else {
+      gnu.push_back(e.name);
+    }
+  EXPECT_EQ(differing.size(), gnuOnly.size()) << "a named difference is gone";
+  EXPECT_EQ(gnu, printedSymbolsOf(r.out));
 }
 
 TEST(Symbols, SymtabOfWrongTypeEndsInInternalError) {
@@ -468,6 +598,42 @@ TEST(Symbols, ObjectsOfEveryClassAndByteOrder) {
   EXPECT_EQ(symbolMap(all), want);
   EXPECT_EQ(r.out, "  ==>  new archive 'mixed.lib'\n  ==>  building archive 'mixed.lib'\n" +
                        symbolLines(namesOf(want)));
+}
+
+TEST(Symbols, ObjectWithMoreThan65279Sections) {
+  // More sections than e_shnum holds: the count is in section 0's sh_size,
+  // the name table index in its sh_link, and the symbols of the last
+  // sections carry SHN_XINDEX.
+  TempDir dir;
+  const int kSections = 65400;
+  std::string text;
+  for (int i = 0; i < kSections; ++i) {
+    std::string n = std::to_string(i);
+    text += ".section .t" + n + ",\"ax\"\n.globl f" + n + "\nf" + n + ": ret\nl" + n + ": ret\n";
+  }
+  text += ".section .t9,\"ax\"\n.weak last\nlast: ret\n";
+  std::string many = assemble(dir.path(), "many", text);
+  RunResult header = testutil::run({"readelf", "-hW", many});
+  ASSERT_NE(header.out.find("Number of section headers:         0 ("), std::string::npos)
+      << header.out;
+  ASSERT_NE(header.out.find("Section header string table index: 65535 ("), std::string::npos);
+  std::string small = assemble(dir.path(), "small", ".globl after\n.data\nafter: .byte 1\n");
+
+  RunResult r = zolt({"rsq", "lib", "many.o", "small.o"}, dir.path());
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.err, "");
+  auto all = parseArchive(readFile(dir.file("lib.lib")));
+  auto ordinary = ordinaryMembers(all);
+  ASSERT_EQ(ordinary.size(), 2u);
+  std::vector<MapEntry> want;
+  for (int i = 0; i < kSections; ++i)
+    want.push_back({"f" + std::to_string(i), uint32_t(ordinary[0].header)});
+  want.push_back({"last", uint32_t(ordinary[0].header)});
+  want.push_back({"after", uint32_t(ordinary[1].header)});
+  std::vector<MapEntry> map = symbolMap(all);
+  EXPECT_EQ(map.size(), want.size());
+  EXPECT_TRUE(map == want);  // not printed: 65 thousand entries
+  EXPECT_TRUE(map == expectedMap({many, small}, ordinary));
 }
 
 // An object whose header claims more than its bytes hold.

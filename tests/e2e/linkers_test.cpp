@@ -1,0 +1,417 @@
+// zolt's archives in the hands of the system's archivers, symbol listers
+// and linkers, and the system's own static libraries rebuilt with zolt.
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <set>
+
+#include "e2e/e2e_util.h"
+#include "e2e/symbol_util.h"
+
+namespace {
+
+using namespace e2e;
+using testutil::readFile;
+using testutil::TempDir;
+
+std::string compile(const std::string& dir, const std::string& name, const std::string& source,
+                    const std::vector<std::string>& flags = {}) {
+  std::string obj = testutil::compileC(dir, name, source, "gcc", flags);
+  std::remove((dir + "/" + name + ".c").c_str());
+  return obj;
+}
+
+// `s` output lines turned back into names.
+std::vector<std::string> printedSymbols(const std::string& out) {
+  std::vector<std::string> names;
+  const std::string head = "  ==>  symbol defined: '";
+  for (const auto& l : lines(out))
+    if (l.rfind(head, 0) == 0 && l.back() == '\'')
+      names.push_back(l.substr(head.size(), l.size() - head.size() - 1));
+  return names;
+}
+
+// The "<symbol> in <member>" lines of an armap listing.
+std::vector<std::string> armapLines(const std::string& listing) {
+  std::vector<std::string> out;
+  for (const auto& l : lines(listing))
+    if (l.find(" in ") != std::string::npos) out.push_back(l);
+  return out;
+}
+
+// A library whose members a program reaches only through the symbol map:
+// beta only through alpha, and two members that must never be loaded
+// because they refer to symbols that exist nowhere.
+struct LinkFixture {
+  TempDir dir;
+  std::vector<std::string> members{"never_loaded_member.o", "b.o", "notes.txt",
+                                   "alpha_member_with_long_name.o", "counter.o", "abs.o",
+                                   "common.o", "poison.o"};
+  RunResult built;
+
+  LinkFixture() {
+    compile(dir.path(), "never_loaded_member",
+            "extern int nowhere_at_all(void);\nint never_used(void) { return nowhere_at_all(); }\n");
+    compile(dir.path(), "b", "int beta(int x) { return x * 10; }\n");
+    testutil::writeFile(dir.file("notes.txt"), "not an object\n");
+    compile(dir.path(), "alpha_member_with_long_name",
+            "extern int beta(int);\nint alpha(int x) { return beta(x) + 1; }\n");
+    compile(dir.path(), "counter",
+            "int counter = 41;\n"
+            "__attribute__((weak)) const char *greeting(void) { return \"hello\"; }\n");
+    testutil::writeFile(dir.file("abs.s"), ".globl magic_value\n.set magic_value, 0x1234\n");
+    RunResult as = testutil::run({"gcc", "-c", "-o", "abs.o", "abs.s"}, dir.path());
+    EXPECT_EQ(as.status, 0) << as.err;
+    compile(dir.path(), "common", "int shared_common;\n", {"-fcommon"});
+    compile(dir.path(), "poison",
+            "extern int also_nowhere(void);\nint beta2(void) { return also_nowhere(); }\n");
+    std::vector<std::string> args{"rs", "lib.lib"};
+    args.insert(args.end(), members.begin(), members.end());
+    built = zolt(args, dir.path());
+    compile(dir.path(), "main",
+            "#include <stdio.h>\n"
+            "extern int alpha(int);\nextern int counter;\nextern const char *greeting(void);\n"
+            "extern char magic_value[];\nextern int shared_common;\n"
+            "int main(void) {\n"
+            "  shared_common += 2;\n"
+            "  printf(\"%d %d %s %#lx %d\\n\", alpha(4), counter, greeting(),\n"
+            "         (unsigned long)magic_value, shared_common);\n"
+            "  return 0;\n}\n",
+            {"-fno-pie"});
+  }
+};
+
+TEST(Linkers, SystemToolsReadTheSymbolMap) {
+  LinkFixture f;
+  ASSERT_EQ(f.built.status, 0) << f.built.err;
+  std::vector<std::string> printed = printedSymbols(f.built.out);
+  auto all = parseArchive(readFile(f.dir.file("lib.lib")));
+  auto ordinary = ordinaryMembers(all);
+  ASSERT_EQ(ordinary.size(), f.members.size());
+  EXPECT_EQ(all[1].field, "//");
+  // What zolt printed, each with the member its offset points at.
+  std::vector<std::string> pairs;
+  auto byMember = mapByMember(all);
+  ASSERT_EQ(byMember.size(), printed.size());
+  for (size_t i = 0; i < byMember.size(); ++i) {
+    EXPECT_EQ(byMember[i].second, printed[i]);
+    ASSERT_GE(byMember[i].first, 0) << printed[i];
+    pairs.push_back(printed[i] + " in " + f.members[byMember[i].first]);
+  }
+  // Every definition of every object member, in member order, then in
+  // the member's own symbol order.
+  std::vector<std::string> want;
+  for (const auto& m : f.members)
+    if (m != "notes.txt")
+      for (const auto& n : readelfDefinitions(f.dir.file(m))) want.push_back(n + " in " + m);
+  EXPECT_EQ(pairs, want);
+  std::sort(want.begin(), want.end());
+  EXPECT_EQ(want, (std::vector<std::string>{
+                      "alpha in alpha_member_with_long_name.o", "beta in b.o",
+                      "beta2 in poison.o", "counter in counter.o", "greeting in counter.o",
+                      "magic_value in abs.o", "never_used in never_loaded_member.o",
+                      "shared_common in common.o"}));
+
+  int tools = 0;
+  for (const std::string ar : {"ar", "llvm-ar"}) {
+    if (!testutil::haveTool(ar)) {
+      std::cout << "[  NOTE    ] " << ar << " not installed, not checked\n";
+      continue;
+    }
+    ++tools;
+    RunResult listed = testutil::run({ar, "t", "lib.lib"}, f.dir.path());
+    EXPECT_EQ(listed.status, 0) << ar << ": " << listed.err;
+    std::string names;
+    for (const auto& m : f.members) names += m + "\n";
+    EXPECT_EQ(listed.out, names) << ar;
+  }
+  for (const std::string nm : {"nm", "llvm-nm"}) {
+    if (!testutil::haveTool(nm)) {
+      std::cout << "[  NOTE    ] " << nm << " not installed, not checked\n";
+      continue;
+    }
+    ++tools;
+    RunResult map = testutil::run({nm, "--print-armap", "lib.lib"}, f.dir.path());
+    // notes.txt is not an object: the tools say so, and go on.
+    EXPECT_EQ(armapLines(map.out), pairs) << nm << ":\n" << map.out << map.err;
+  }
+  if (tools == 0) GTEST_SKIP() << "none of ar, llvm-ar, nm, llvm-nm installed";
+}
+
+void linkAndRun(const std::string& linker) {
+  if (!testutil::haveTool("ld." + linker)) GTEST_SKIP() << "ld." << linker << " not installed";
+  LinkFixture f;
+  ASSERT_EQ(f.built.status, 0) << f.built.err;
+  RunResult linked = testutil::run(
+      {"gcc", "-fuse-ld=" + linker, "-no-pie", "-o", "prog", "main.o", "lib.lib"}, f.dir.path());
+  ASSERT_EQ(linked.status, 0) << linker << ": " << linked.err;
+  RunResult ran = testutil::run({f.dir.file("prog")});
+  EXPECT_EQ(ran.status, 0);
+  EXPECT_EQ(ran.out, "41 41 hello 0x1234 2\n");
+
+  // The map is what the linker goes by: the same archive without it does
+  // not link. (Newer lld no longer insists on a map, so only the GNU
+  // linkers are held to this.)
+  if (linker == "lld") return;
+  std::string bytes = readFile(f.dir.file("lib.lib"));
+  auto all = parseArchive(bytes);
+  std::string noMap = "!<arch>\n";
+  noMap += bytes.substr(all.at(1).header);
+  testutil::writeFile(f.dir.file("nomap.a"), noMap);
+  linked = testutil::run(
+      {"gcc", "-fuse-ld=" + linker, "-no-pie", "-o", "prog2", "main.o", "nomap.a"}, f.dir.path());
+  EXPECT_NE(linked.status, 0) << linker << " linked without a symbol map";
+}
+
+TEST(Linkers, GnuLdLinksThroughTheMap) { linkAndRun("bfd"); }
+TEST(Linkers, GoldLinksThroughTheMap) { linkAndRun("gold"); }
+TEST(Linkers, LldLinksThroughTheMap) { linkAndRun("lld"); }
+
+// ---------------------------------------------------------------------
+// The system's static libraries, rebuilt.
+
+// Where GNU ar's map and zolt's legitimately part: a symbol whose readelf
+// binding is listed here is in GNU ar's map but not in zolt's.
+struct Difference {
+  const char* binding;
+  const char* reason;
+};
+const Difference kGnuOnly[] = {
+    {"UNIQUE",
+     "STB_GNU_UNIQUE (binding 10; g++ gives it to static data of inline functions and "
+     "templates): GNU ar treats it as global; zolt takes only global and weak bindings"},
+};
+
+struct Rebuilt {
+  std::vector<std::string> paths;  // extracted members, relative to the directory
+  std::string zoltArchive, gnuArchive;
+};
+
+// Extracts every member of `library` by position (libc.a has several
+// members of the same name) into dir/m/NNNN/<name>, rebuilds it with zolt
+// and with GNU ar from those files in that order, and compares the maps.
+void rebuildAndCompare(const TempDir& dir, const std::string& library, Rebuilt& out) {
+  if (!testutil::haveTool("ar")) GTEST_SKIP() << "GNU ar not installed";
+  std::string bytes = readFile(library);
+  auto all = parseArchive(bytes);
+  auto ordinary = ordinaryMembers(all);
+  ASSERT_GT(ordinary.size(), 0u);
+  std::string commands = "aq rebuilt_zolt.a\n";
+  std::vector<std::string> gnu{"ar", "qcS", "rebuilt_gnu.a"};
+  for (size_t i = 0; i < ordinary.size(); ++i) {
+    char sub[32];
+    std::snprintf(sub, sizeof sub, "m/%04zu", i);
+    std::filesystem::create_directories(dir.file(sub));
+    std::string path = std::string(sub) + "/" + memberName(all, ordinary[i]);
+    testutil::writeFile(dir.file(path), ordinary[i].data);
+    out.paths.push_back(path);
+    commands += path + "\n";
+    gnu.push_back(path);
+  }
+  testutil::writeFile(dir.file("cmds"), commands);
+  RunResult r = zolt({"@cmds"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, "");
+  r = testutil::run(gnu, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = testutil::run({"ar", "s", "rebuilt_gnu.a"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  out.zoltArchive = dir.file("rebuilt_zolt.a");
+  out.gnuArchive = dir.file("rebuilt_gnu.a");
+
+  auto mine = parseArchive(readFile(out.zoltArchive));
+  auto mineOrdinary = ordinaryMembers(mine);
+  ASSERT_EQ(mineOrdinary.size(), ordinary.size());
+  for (size_t i = 0; i < ordinary.size(); ++i)
+    ASSERT_EQ(mineOrdinary[i].data, ordinary[i].data) << out.paths[i];
+  auto zoltMap = mapByMember(mine);
+  auto gnuMap = mapByMember(parseArchive(readFile(out.gnuArchive)));
+  ASSERT_FALSE(zoltMap.empty());
+  for (const auto& e : zoltMap) ASSERT_GE(e.first, 0) << e.second << " points at no member";
+
+  // The named differences, as readelf sees the members.
+  std::map<std::string, int> position;
+  for (size_t i = 0; i < out.paths.size(); ++i) position[out.paths[i]] = static_cast<int>(i);
+  std::set<std::pair<int, std::string>> gnuOnly;
+  std::map<std::string, std::vector<std::string>> why;
+  for (const auto& s : readelfSymbols(out.paths, dir.path())) {
+    if (s.ndx == "UND") continue;
+    for (const auto& d : kGnuOnly)
+      if (s.bind == d.binding) {
+        gnuOnly.insert({position.at(s.file), s.name});
+        why[d.reason].push_back(s.name);
+      }
+  }
+  std::vector<std::pair<int, std::string>> expected;
+  for (const auto& e : gnuMap)
+    if (!gnuOnly.count(e)) expected.push_back(e);
+  EXPECT_EQ(gnuMap.size() - expected.size(), gnuOnly.size())
+      << "every named difference should be in GNU ar's map";
+  EXPECT_EQ(zoltMap, expected);
+  for (const auto& [reason, names] : why) {
+    std::cout << "[  NOTE    ] " << names.size() << " symbol(s) only in GNU ar's map: " << reason
+              << ":\n";
+    for (const auto& n : names) std::cout << "               " << n << "\n";
+  }
+}
+
+std::string systemLibrary(const std::string& name) {
+  RunResult r = testutil::run({"gcc", "-print-file-name=" + name});
+  std::string path = r.out.substr(0, r.out.find('\n'));
+  if (r.status != 0 || path == name || !testutil::exists(path)) return "";
+  return std::filesystem::canonical(path).string();
+}
+
+bool isArchive(const std::string& path) {
+  return readFile(path).compare(0, 8, "!<arch>\n") == 0;
+}
+
+// Builds `source` once against the system's library and once against the
+// rebuilt one; both programs must print the same thing.
+void sameProgramOutput(const TempDir& dir, const std::string& source,
+                       const std::vector<std::string>& systemLink,
+                       const std::vector<std::string>& rebuiltLink, const std::string& compiler = "gcc") {
+  testutil::writeFile(dir.file("prog.c"), source);
+  RunResult r = testutil::run({compiler, "-c", "-o", "prog.o", "prog.c"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::vector<std::string> a{compiler, "-o", "with_system", "prog.o"};
+  a.insert(a.end(), systemLink.begin(), systemLink.end());
+  std::vector<std::string> b{compiler, "-o", "with_rebuilt", "prog.o"};
+  b.insert(b.end(), rebuiltLink.begin(), rebuiltLink.end());
+  r = testutil::run(a, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = testutil::run(b, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  RunResult one = testutil::run({dir.file("with_system")});
+  RunResult two = testutil::run({dir.file("with_rebuilt")});
+  EXPECT_EQ(one.status, 0);
+  EXPECT_EQ(two.status, 0);
+  EXPECT_FALSE(one.out.empty());
+  EXPECT_EQ(two.out, one.out);
+}
+
+TEST(SystemLibraries, LibcRebuiltLinksStatically) {
+  std::string lib = systemLibrary("libc.a");
+  if (lib.empty() || !isArchive(lib)) GTEST_SKIP() << "no static libc.a on this machine";
+  TempDir dir;
+  Rebuilt rebuilt;
+  rebuildAndCompare(dir, lib, rebuilt);
+  if (HasFatalFailure() || IsSkipped()) return;
+  const std::string program =
+      "#include <stdio.h>\n#include <stdlib.h>\n#include <string.h>\n#include <errno.h>\n"
+      "static int cmp(const void *a, const void *b) { return *(const int *)a - *(const int *)b; }\n"
+      "int main(void) {\n"
+      "  int v[] = {5, 3, 9, 1};\n"
+      "  qsort(v, 4, sizeof v[0], cmp);\n"
+      "  char buf[64];\n"
+      "  snprintf(buf, sizeof buf, \"%d-%d-%d-%d\", v[0], v[1], v[2], v[3]);\n"
+      "  errno = 0;\n"
+      "  long big = strtol(\"99999999999999999999999\", NULL, 10);\n"
+      "  printf(\"%zu %s %d %ld\\n\", strlen(buf), buf, errno == ERANGE, big > 0);\n"
+      "  return 0;\n}\n";
+  // Nothing of the system's libc: the rebuilt one, with the compiler's
+  // support libraries, in one group.
+  sameProgramOutput(dir, program, {"-static"},
+                    {"-static", "-nodefaultlibs", "-Wl,--start-group", rebuilt.zoltArchive, "-lgcc",
+                     "-lgcc_eh", "-Wl,--end-group"});
+}
+
+TEST(SystemLibraries, LibmRebuiltLinks) {
+  std::string lib = systemLibrary("libm.a");
+  if (lib.empty()) GTEST_SKIP() << "no static libm.a on this machine";
+  if (!isArchive(lib)) {
+    // Debian's libm.a is a linker script naming libm-<version>.a.
+    std::string script = readFile(lib);
+    size_t at = script.find("libm-");
+    size_t end = script.find(".a", at);
+    if (at == std::string::npos || end == std::string::npos)
+      GTEST_SKIP() << lib << " is neither an archive nor a script naming libm-<version>.a";
+    size_t begin = script.rfind(' ', at) + 1;
+    lib = script.substr(begin, end + 2 - begin);
+    if (!testutil::exists(lib) || !isArchive(lib))
+      GTEST_SKIP() << "libm.a names " << lib << ", which is not an archive";
+  }
+  TempDir dir;
+  Rebuilt rebuilt;
+  rebuildAndCompare(dir, lib, rebuilt);
+  if (HasFatalFailure() || IsSkipped()) return;
+  const std::string program =
+      "#include <stdio.h>\n#include <math.h>\n"
+      "int main(int argc, char **argv) {\n  (void)argv;\n"
+      "  double x = 26.0 + argc;\n"
+      "  printf(\"%.6f %.6f %.6f\\n\", cbrt(x), erf(x / 30.0), sqrt(x));\n"
+      "  return 0;\n}\n";
+  // Static: its objects call into libc's internals (cpu features for the
+  // ifunc resolvers, __frexp), which the shared libc does not export.
+  sameProgramOutput(dir, program, {"-static", "-lm"}, {"-static", rebuilt.zoltArchive});
+}
+
+TEST(SystemLibraries, LibzRebuiltLinks) {
+  std::string lib = systemLibrary("libz.a");
+  if (lib.empty() || !isArchive(lib)) GTEST_SKIP() << "no static libz.a on this machine";
+  TempDir dir;
+  Rebuilt rebuilt;
+  rebuildAndCompare(dir, lib, rebuilt);
+  if (HasFatalFailure() || IsSkipped()) return;
+  const std::string program =
+      "#include <stdio.h>\n#include <string.h>\n#include <zlib.h>\n"
+      "int main(void) {\n"
+      "  const char *s = \"hello, archive\";\n"
+      "  unsigned char packed[128], back[128];\n"
+      "  uLongf n = sizeof packed, m = sizeof back;\n"
+      "  compress(packed, &n, (const Bytef *)s, strlen(s) + 1);\n"
+      "  uncompress(back, &m, packed, n);\n"
+      "  printf(\"%lu %s %s\\n\", crc32(0, (const Bytef *)s, strlen(s)), back, zlibVersion());\n"
+      "  return 0;\n}\n";
+  sameProgramOutput(dir, program, {lib}, {rebuilt.zoltArchive});
+}
+
+TEST(SystemLibraries, Sqlite3RebuiltLinks) {
+  std::string lib = systemLibrary("libsqlite3.a");
+  if (lib.empty() || !isArchive(lib)) GTEST_SKIP() << "no static libsqlite3.a on this machine";
+  TempDir dir;
+  Rebuilt rebuilt;
+  rebuildAndCompare(dir, lib, rebuilt);
+  if (HasFatalFailure() || IsSkipped()) return;
+  const std::string program =
+      "#include <stdio.h>\n#include <sqlite3.h>\n"
+      "static int row(void *u, int n, char **v, char **c) {\n"
+      "  (void)u; (void)c; for (int i = 0; i < n; ++i) printf(\"%s\\n\", v[i]); return 0; }\n"
+      "int main(void) {\n"
+      "  sqlite3 *db;\n"
+      "  if (sqlite3_open(\":memory:\", &db) != SQLITE_OK) return 1;\n"
+      "  sqlite3_exec(db, \"select 6 * 7, upper('zolt')\", row, 0, 0);\n"
+      "  printf(\"%s\\n\", sqlite3_libversion());\n"
+      "  sqlite3_close(db);\n  return 0;\n}\n";
+  sameProgramOutput(dir, program, {lib, "-lm"}, {rebuilt.zoltArchive, "-lm"});
+}
+
+TEST(SystemLibraries, GtestRebuiltLinks) {
+  std::string lib = systemLibrary("libgtest.a");
+  if (lib.empty() || !isArchive(lib)) GTEST_SKIP() << "no static libgtest.a on this machine";
+  TempDir dir;
+  Rebuilt rebuilt;
+  rebuildAndCompare(dir, lib, rebuilt);
+  if (HasFatalFailure() || IsSkipped()) return;
+  const std::string program =
+      "#include <gtest/gtest.h>\n"
+      "TEST(Rebuilt, Works) { EXPECT_EQ(6 * 7, 42); EXPECT_STREQ(\"zolt\", \"zolt\"); }\n"
+      "int main(int argc, char **argv) {\n"
+      "  testing::InitGoogleTest(&argc, argv);\n"
+      "  int status = RUN_ALL_TESTS();\n"
+      "  printf(\"status %d, %d test(s) passed\\n\", status,\n"
+      "         testing::UnitTest::GetInstance()->successful_test_count());\n"
+      "  return status;\n}\n";
+  testutil::writeFile(dir.file("prog.cpp"), program);
+  RunResult r = testutil::run({"g++", "-c", "-o", "prog.o", "prog.cpp"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  r = testutil::run({"g++", "-o", "prog", "prog.o", rebuilt.zoltArchive, "-lpthread"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  RunResult ran = testutil::run({dir.file("prog"), "--gtest_brief=1"});
+  EXPECT_EQ(ran.status, 0) << ran.out;
+  EXPECT_NE(ran.out.find("status 0, 1 test(s) passed"), std::string::npos) << ran.out;
+}
+
+}  // namespace
