@@ -10,23 +10,31 @@ std::string foldName(const char* name) {
   return folded;
 }
 
-ArgumentIndex::ArgumentIndex(CommandLine& commandLine) : commandLine_(commandLine) {
+ArgumentIndex::ArgumentIndex(CommandLine& commandLine)
+    : commandLine_(commandLine), next_(static_cast<size_t>(commandLine.fileCount), -1) {
+  std::unordered_map<std::string, int32_t> last;
+  first_.reserve(static_cast<size_t>(commandLine.fileCount));
   for (int32_t i = 0; i < commandLine.fileCount; ++i) {
-    const char* base = baseName(commandLine.files[i]);
-    if (base) positions_[foldName(base)].push_back(i);
+    const char* base = commandLine.files[i] ? baseName(commandLine.files[i]) : nullptr;
+    if (!base) continue;
+    std::string key = foldName(base);
+    auto [it, inserted] = last.try_emplace(key, i);
+    if (inserted)
+      first_.emplace(std::move(key), i);
+    else
+      next_[static_cast<size_t>(it->second)] = i, it->second = i;
   }
 }
 
 const char* ArgumentIndex::take(const char* memberName) {
-  auto it = positions_.find(foldName(memberName));
-  if (it == positions_.end()) return nullptr;
-  auto& queue = it->second;
-  while (!queue.empty()) {
-    int32_t index = queue.front();
-    queue.pop_front();
-    char* file = commandLine_.files[index];
+  auto it = first_.find(foldName(memberName));
+  if (it == first_.end()) return nullptr;
+  // Arguments cleared by other means are skipped for good.
+  for (int32_t i = it->second; i >= 0; i = next_[static_cast<size_t>(i)]) {
+    char* file = commandLine_.files[i];
+    it->second = next_[static_cast<size_t>(i)];
     if (file) {
-      commandLine_.files[index] = nullptr;
+      commandLine_.files[i] = nullptr;
       return file;
     }
   }

@@ -1,12 +1,12 @@
 // Pairing file arguments with member names in time proportional to their
-// number: a map from the folded base name to the argument positions, in
-// order, so that the first uncleared match is always the one taken.
+// number: the arguments with the same folded base name are chained in
+// argument order, so that the first uncleared match is always the one taken.
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "archiver/command_line.h"
 
@@ -18,7 +18,10 @@ public:
 
 private:
   CommandLine& commandLine_;
-  std::unordered_map<std::string, std::deque<int32_t>> positions_;
+  // Folded base name -> position of its first argument not yet taken.
+  std::unordered_map<std::string, int32_t> first_;
+  // Position -> next position with the same folded base name, or -1.
+  std::vector<int32_t> next_;
 };
 
 std::string foldName(const char* name);

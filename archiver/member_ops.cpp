@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <string>
 
 #include "archiver/archive_writer.h"
 #include "archiver/argument_index.h"
@@ -24,16 +25,28 @@ struct FileStatus {
   int32_t size = 0;
 };
 
-FileStatus fileStatus(const char* path) {
-  FileStatus status;
+void takeStatus(const struct stat& st, FileStatus& status) {
+  status.date = static_cast<int32_t>(st.st_mtime);
+  // A file too big for the 32-bit size must not wrap to a small size and be
+  // cut short: it is kept large, so the writer refuses it.
+  status.size = st.st_size > INT32_MAX ? INT32_MAX : static_cast<int32_t>(st.st_size);
+}
+
+// Whether the file exists (as fileExists decides, trailing separators
+// ignored) and, if so, its date and size (0 when the path as given cannot
+// be examined). One status call in the common case.
+bool existingFileStatus(const char* path, FileStatus& status) {
+  status = FileStatus();
+  std::string host = hostPath(path);
+  size_t end = host.find_last_not_of('/');
+  bool trailing = end != host.size() - 1;
   struct stat st;
-  if (stat(hostPath(path).c_str(), &st) == 0) {
-    status.date = static_cast<int32_t>(st.st_mtime);
-    // A file too big for the 32-bit size must not wrap to a small size and
-    // be cut short: it is kept large, so the writer refuses it.
-    status.size = st.st_size > INT32_MAX ? INT32_MAX : static_cast<int32_t>(st.st_size);
-  }
-  return status;
+  if (stat(trailing ? host.substr(0, end + 1).c_str() : host.c_str(), &st) != 0) return false;
+  if (!trailing)
+    takeStatus(st, status);
+  else if (stat(host.c_str(), &st) == 0)
+    takeStatus(st, status);
+  return true;
 }
 
 // The file that supplies or receives a member: the paired argument, or,
@@ -79,9 +92,9 @@ void addFiles(CommandLine& commandLine, Archive& archive) {
     printStatus("  ==>  new archive '%s'\n", commandLine.archiveName);
   for (int32_t i = 0; i < commandLine.fileCount; ++i) {
     char* path = commandLine.files[i];
-    if (!path || !fileExists(path)) continue;
+    FileStatus status;
+    if (!path || !existingFileStatus(path, status)) continue;
     if (commandLine.verbose) printStatus("  ==>  %s '%s'\n", "add", path);
-    FileStatus status = fileStatus(path);
     auto* member = newMember(archive);
     member->name = baseName(path);
     member->sourcePath = path;
@@ -100,8 +113,8 @@ void replaceMembers(CommandLine& commandLine, Archive& archive) {
   }
   for (ArchiveMember* m = archive.members; m; m = m->next) {
     const char* file = pairedFile(commandLine, *m);
-    if (!file || !fileExists(file)) continue;
-    FileStatus status = fileStatus(file);
+    FileStatus status;
+    if (!file || !existingFileStatus(file, status)) continue;
     if (commandLine.updateOnly && !(status.date > m->date)) continue;
     if (commandLine.verbose) printStatus("  ==>  %s '%s'\n", "replace", m->name);
     m->sourcePath = file;

@@ -1,12 +1,17 @@
 #include "archiver/symbol_table.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 #include "archiver/archive_format.h"
 #include "objfile/object_file.h"
 #include "support/fatal_signal.h"
+#include "support/host_path.h"
 #include "support/paths.h"
 
 void assignHeaderOffsets(Archive& archive, uint32_t nameTableLength) {
@@ -43,15 +48,40 @@ void gatherMemberSymbols(Archive& archive, ArchiveMember& member, OFE::OBJECT_FI
   }
 }
 
+namespace {
+
+// Members up to this size are read whole, once, and examined in memory:
+// an object's header, section headers and tables then cost no further
+// system calls.
+constexpr int32_t kInMemoryLimit = 1 << 20;
+
+// A read-only stream over the first `size` bytes of the file at `path`, in
+// memory when the file is small; null when it cannot be opened.
+STREAM_HANDLE* openMemberFile(const char* path, int32_t size, std::vector<uint8_t>& bytes) {
+  if (size > kInMemoryLimit) return openFile(path, "rb");
+  int fd = open(hostPath(path).c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return nullptr;
+  bytes.resize(static_cast<size_t>(size > 0 ? size : 1));
+  ssize_t got = size > 0 ? read(fd, bytes.data(), static_cast<size_t>(size)) : 0;
+  close(fd);
+  // Nothing read (a directory, say): the ordinary open decides.
+  if (got <= 0) return openFile(path, "rb");
+  FILE* memory = fmemopen(bytes.data(), static_cast<size_t>(got), "rb");
+  return memory ? stream_adopt(memory, path, "rb") : openFile(path, "rb");
+}
+
+}  // namespace
+
 void collectSymbols(Archive& archive, uint32_t nameTableLength) {
   archive.symbols = archive.lastSymbol = nullptr;
   archive.symbolCount = 0;
   archive.symbolTableBytes = 0;
+  std::vector<uint8_t> memberBytes;
   for (ArchiveMember* m = archive.members; m; m = m->next) {
     STREAM_HANDLE* source = nullptr;
     STREAM_HANDLE* data;
     if (m->sourcePath) {
-      source = openFile(m->sourcePath, "rb");
+      source = openMemberFile(m->sourcePath, m->size, memberBytes);
       if (!source) reportArchiveError(archive, OpenError, "Cannot open file: '%s'", m->sourcePath);
       data = source;
     } else {

@@ -128,9 +128,9 @@ ELF_STRING_TABLE* ELF_SECTION_TABLE::get_section_name_table() {
 }
 
 const STANDARD_SECTION* ELF_SECTION_TABLE::lookup_standard_section(const std::string& name) {
-  if (!standard_)
-    standard_ = std::make_unique<STANDARD_SECTION_TABLE>(file_->get_flags() & kSymbolVersionsFlag);
-  return standard_->lookup(name);
+  static const STANDARD_SECTION_TABLE plain(false);
+  static const STANDARD_SECTION_TABLE with_versions(true);
+  return (file_->get_flags() & kSymbolVersionsFlag ? with_versions : plain).lookup(name);
 }
 
 void ELF_SECTION_TABLE::settle_unit_bits(ELF_SECTION& section) {
@@ -168,8 +168,33 @@ ELF_SECTION* ELF_SECTION_TABLE::find_section_if(const std::function<bool(ELF_SEC
 
 ELF_SECTION* ELF_SECTION_TABLE::find_section(const char* name, uint32_t first_index) {
   const char* wanted = name ? name : "";
-  return find_section_if([wanted](ELF_SECTION& s) { return std::strcmp(s.get_name(), wanted) == 0; },
-                         first_index);
+  auto matches = [wanted](ELF_SECTION& s) { return std::strcmp(s.get_name(), wanted) == 0; };
+  if (first_index >= count_) return nullptr;
+  // Sections not built yet are judged by the name their header points at,
+  // and only the one that matches is built: a search costs one name
+  // comparison per section, not the building of every section.
+  ELF_STRING_TABLE* names = file_->get_source().stream ? existing_name_table() : nullptr;
+  if (!names) return find_section_if(matches, first_index);
+  const uint32_t present = std::min(dense_limit(), file_present_);
+  uint32_t i = first_index;
+  for (; i < present; ++i) {
+    if (std::unique_ptr<ELF_SECTION>& built = slot(i)) {
+      if (matches(*built)) return built.get();
+      continue;
+    }
+    uint8_t raw[4];
+    headers_.set_cursor(uint64_t{i} * entry_size_);
+    headers_.read_bytes(raw, sizeof raw);
+    uint32_t sh_name = file_->is_big_endian()
+        ? (uint32_t{raw[0]} << 24) | (uint32_t{raw[1]} << 16) | (uint32_t{raw[2]} << 8) | raw[3]
+        : (uint32_t{raw[3]} << 24) | (uint32_t{raw[2]} << 16) | (uint32_t{raw[1]} << 8) | raw[0];
+    const char* text = names->get_string(sh_name);
+    if (std::strcmp(text ? text : "", wanted) == 0) {
+      ELF_SECTION* section = get_section(i);
+      if (section && matches(*section)) return section;
+    }
+  }
+  return find_section_if(matches, i);
 }
 
 ELF_SECTION* ELF_SECTION_TABLE::append(std::unique_ptr<ELF_SECTION> section) {

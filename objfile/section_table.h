@@ -87,7 +87,6 @@ private:
   uint32_t file_present_ = 0;  // header entries that start within the bytes present
   std::vector<std::unique_ptr<ELF_SECTION>> dense_slots_;
   std::map<uint32_t, std::unique_ptr<ELF_SECTION>> sparse_slots_;
-  std::unique_ptr<STANDARD_SECTION_TABLE> standard_;
 };
 
 template <int Bits> class ELF_SECTION_TABLE_IMPL final : public ELF_SECTION_TABLE {

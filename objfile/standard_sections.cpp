@@ -65,7 +65,7 @@ STANDARD_SECTION_TABLE::STANDARD_SECTION_TABLE(bool with_versions) {
     for (const ROW& row : kVersionRows) rows_.emplace(row.name, row.section);
 }
 
-const STANDARD_SECTION* STANDARD_SECTION_TABLE::lookup(const std::string& name) {
+const STANDARD_SECTION* STANDARD_SECTION_TABLE::lookup(const std::string& name) const {
   auto exact = rows_.find(name);
   if (exact != rows_.end()) return &exact->second;
 
@@ -79,10 +79,7 @@ const STANDARD_SECTION* STANDARD_SECTION_TABLE::lookup(const std::string& name) 
   }
   if (best) return best;
 
-  if (name.ends_with(kShndxSuffix)) {
-    STANDARD_SECTION shndx = rows_.at(".symtab_shndx");
-    return &rows_.emplace(name, shndx).first->second;
-  }
+  if (name.ends_with(kShndxSuffix)) return &rows_.at(".symtab_shndx");
   return nullptr;
 }
 

@@ -22,9 +22,9 @@ public:
   explicit STANDARD_SECTION_TABLE(bool with_versions);
 
   // Exact name first, then the longest row name that prefixes `name`, then
-  // the ".symtab_shndx" row for a name ending in "_shndx" (registered under
-  // that name); null when none applies.
-  const STANDARD_SECTION* lookup(const std::string& name);
+  // the ".symtab_shndx" row for a name ending in "_shndx"; null when none
+  // applies. The tables are built once and shared by every object.
+  const STANDARD_SECTION* lookup(const std::string& name) const;
 
 private:
   std::map<std::string, STANDARD_SECTION> rows_;

@@ -1,8 +1,10 @@
 #include "support/data_map.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,20 +21,26 @@ uint64_t saturating_add(uint64_t a, uint64_t b) { return b > UINT64_MAX - a ? UI
 
 // Bytes the stream really holds from `offset` on; the length of a backing
 // range comes from a header and must not decide how much is allocated.
-uint64_t bytes_available(FILE* f, int32_t offset, const std::string& mode) {
+uint64_t bytes_available(STREAM_HANDLE* handle, int32_t offset) {
+  FILE* f = handle->stream;
   if (!f || offset < 0) return 0;
-  if (mode.find_first_of("wa+") != std::string::npos) std::fflush(f);
+  int64_t known = stream_known_size(handle);
   uint64_t length = 0;
-  struct stat st;
-  if (fstat(fileno(f), &st) == 0 && S_ISREG(st.st_mode)) {
-    length = static_cast<uint64_t>(st.st_size);
+  if (known >= 0) {
+    length = static_cast<uint64_t>(known);
   } else {
-    off_t here = ftello(f);
-    if (here < 0 || fseeko(f, 0, SEEK_END) != 0) return 0;
-    off_t end = ftello(f);
-    fseeko(f, here, SEEK_SET);
-    if (end < 0) return 0;
-    length = static_cast<uint64_t>(end);
+    if (handle->mode.find_first_of("wa+") != std::string::npos) std::fflush(f);
+    struct stat st;
+    if (fstat(fileno(f), &st) == 0 && S_ISREG(st.st_mode)) {
+      length = static_cast<uint64_t>(st.st_size);
+    } else {
+      off_t here = ftello(f);
+      if (here < 0 || fseeko(f, 0, SEEK_END) != 0) return 0;
+      off_t end = ftello(f);
+      fseeko(f, here, SEEK_SET);
+      if (end < 0) return 0;
+      length = static_cast<uint64_t>(end);
+    }
   }
   uint64_t start = static_cast<uint64_t>(offset);
   return length > start ? length - start : 0;
@@ -64,10 +72,19 @@ void DATA_MAP::load() {
   flags_ |= LOADED;
   uint64_t n = std::min<uint64_t>(size_, file_length_);
   if (n == 0 || !stream_) return;
-  uint64_t present = std::min(n, bytes_available(stream_->stream, file_offset_, stream_->mode));
+  uint64_t present = std::min(n, bytes_available(stream_, file_offset_));
   bytes_.assign(present ? present + 1 : 0, 0);
   zero_tail_end_ = n;
   uint32_t position = pftello(stream_);
+  // Positioned reads leave the stream where it is; a short one leaves
+  // zeros, unreported.
+  if (file_offset_ >= 0 && present > 0 &&
+      stream_pread(stream_, bytes_.data(), present, file_offset_) >= 0) {
+    // The stream has not moved; a position beyond 31 bits is reported as the
+    // seek back to it would report it.
+    if (static_cast<int32_t>(position) < 0) pfseeko(stream_, static_cast<int32_t>(position), SEEK_SET);
+    return;
+  }
   pfseeko(stream_, file_offset_, SEEK_SET);
   // A short read is not reported: the missing bytes read as zeros.
   if (file_offset_ >= 0 && present > 0) pfread(bytes_.data(), present, 1, stream_);

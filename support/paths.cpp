@@ -11,6 +11,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <string>
+#include <unordered_map>
 
 #include "support/checked_alloc.h"
 #include "support/host_path.h"
@@ -37,12 +38,10 @@ bool hostExists(const std::string& hostName) {
   return lstat(hostName.c_str(), &st) == 0;
 }
 
-// The on-disk spelling of `name` in directory `dir` (host form, "" for the
-// current directory): the exact name when it exists, otherwise the first
-// case-insensitive match in byte order, otherwise empty.
-std::string findEntry(const std::string& dir, const std::string& name) {
-  std::string full = dir.empty() ? name : dir + name;
-  if (hostExists(full)) return name;
+// The first entry of directory `dir` (host form, "" for the current
+// directory) that equals `name` without regard to case, in byte order;
+// empty when there is none.
+std::string findEntryIgnoringCase(const std::string& dir, const std::string& name) {
   DIR* d = opendir(dir.empty() ? "." : dir.c_str());
   if (!d) return "";
   std::string best;
@@ -55,6 +54,28 @@ std::string findEntry(const std::string& dir, const std::string& name) {
   }
   closedir(d);
   return best;
+}
+
+// The on-disk spelling of `name` in directory `dir`: the exact name when it
+// exists, otherwise the first case-insensitive match, otherwise empty.
+std::string findEntry(const std::string& dir, const std::string& name) {
+  std::string full = dir.empty() ? name : dir + name;
+  if (hostExists(full)) return name;
+  return findEntryIgnoringCase(dir, name);
+}
+
+// Directories named by many arguments (obj/a.o, obj/b.o, ...) are looked up
+// once: the spelling found for a directory component is remembered.
+std::string findDirectoryEntry(const std::string& dir, const std::string& name) {
+  static std::unordered_map<std::string, std::string> spelled;
+  std::string key = dir;
+  key += '\0';
+  key += name;
+  auto it = spelled.find(key);
+  if (it != spelled.end()) return it->second;
+  std::string found = findEntry(dir, name);
+  spelled.emplace(std::move(key), found);
+  return found;
 }
 
 }  // namespace
@@ -162,7 +183,7 @@ char* canonicalPath(const char* path) {
     if (component.empty() || component == "." || component == "..") {
       spelled = component;
     } else {
-      spelled = findEntry(hostSoFar, component);
+      spelled = last ? findEntry(hostSoFar, component) : findDirectoryEntry(hostSoFar, component);
       if (spelled.empty()) {
         // Not on disk: the rest stays as given.
         out += in.substr(pos);
@@ -240,13 +261,19 @@ char* makeTempName(char* destination, const char* /*prefix*/, const char* direct
 }
 
 STREAM_HANDLE* openFile(const char* path, const char* mode) {
+  STREAM_HANDLE* handle = stream_open(path, mode);
+  if (!handle) return nullptr;
   // A directory opens as a stream on this host; it is no file to read or write.
   struct stat st;
-  if (stat(hostPath(path).c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
-    errno = EISDIR;
-    return nullptr;
+  if (fstat(fileno(handle->stream), &st) == 0) {
+    if (S_ISDIR(st.st_mode)) {
+      stream_close(handle);
+      errno = EISDIR;
+      return nullptr;
+    }
+    if (S_ISREG(st.st_mode) && std::strpbrk(mode, "wa+") == nullptr) handle->known_size = st.st_size;
   }
-  return stream_open(path, mode);
+  return handle;
 }
 
 int closeFile(STREAM_HANDLE* handle) { return stream_close(handle); }

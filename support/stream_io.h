@@ -2,13 +2,22 @@
 // the name it was opened under and its mode, kept in one process-wide table.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 struct STREAM_HANDLE {
-  FILE* stream = nullptr;  // null counts as a null stream for the checked wrappers
-  std::string name;        // display name, e.g. the path or "(stdin)"
-  std::string mode;        // mode text as given to open, e.g. "rb"
+  FILE* stream = nullptr;   // null counts as a null stream for the checked wrappers
+  std::string name;         // display name, e.g. the path or "(stdin)"
+  std::string mode;         // mode text as given to open, e.g. "rb"
+  int64_t known_size = -1;  // length of a read-only regular file, once measured
+  // The stream's own buffer, sized for the disk rather than the default.
+  std::unique_ptr<char[]> buffer;
+  // A window of the file read ahead by stream_pread, for read-only handles.
+  std::unique_ptr<uint8_t[]> window;
+  int64_t window_offset = -1;
+  size_t window_length = 0;
 };
 
 // The three standard streams, registered as "(stdin)", "(stdout)" and
@@ -18,8 +27,9 @@ STREAM_HANDLE* stream_stdout();
 STREAM_HANDLE* stream_stderr();
 
 // Opens `path` with the stdio `mode`; null when the open fails (errno set).
-// Backslashes in the path are taken as separators.
-STREAM_HANDLE* stream_open(const char* path, const char* mode);
+// Backslashes in the path are taken as separators. Streams get a buffer of
+// `buffer_size` bytes.
+STREAM_HANDLE* stream_open(const char* path, const char* mode, size_t buffer_size = 64 * 1024);
 
 // Wraps a stream that is already open; the handle takes ownership.
 STREAM_HANDLE* stream_adopt(FILE* stream, const char* name, const char* mode);
@@ -30,3 +40,13 @@ int stream_close(STREAM_HANDLE* handle);
 
 // Number of handles currently in the table, the standard three included.
 size_t stream_table_size();
+
+// The length of the file behind a read-only handle, measured once; -1 when
+// the handle writes or its stream is not a regular file.
+int64_t stream_known_size(STREAM_HANDLE* handle);
+
+// Reads up to `length` bytes at `offset` without moving the stream: the
+// number read (short at the end of the file), or -1 when the stream does not
+// allow positioned reads. Small reads of read-only files are served from a
+// window read ahead, so that the pieces of one object cost one system call.
+int64_t stream_pread(STREAM_HANDLE* handle, void* buffer, size_t length, int64_t offset);
