@@ -10,9 +10,11 @@ shift || true
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(archive_fuzz command_file_fuzz member_name_fuzz objfile_fuzz)
 
-CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja -DZOLT_FUZZ=ON -DZOLT_TESTS=OFF \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$build" -j "${JOBS:-2}"
+if [ -z "${FUZZ_SKIP_BUILD:-}" ]; then
+  CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja -DZOLT_FUZZ=ON -DZOLT_TESTS=OFF \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+  cmake --build "$build" -j "${JOBS:-2}"
+fi
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -22,6 +22,8 @@ passed=0
 
 echo "== g++ build and tests"
 CC=gcc CXX=g++ run_suite "$build/gcc" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+echo "== Debian package"
+"$root/tools/package-test.sh" "$build/gcc"
 echo "== clang build with AddressSanitizer and UndefinedBehaviorSanitizer, tests"
 ASAN_OPTIONS=detect_leaks=0:abort_on_error=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
   CC=clang CXX=clang++ run_suite "$build/clang-asan" -DCMAKE_BUILD_TYPE=Debug -DZOLT_SANITIZE=ON
