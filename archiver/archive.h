@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <string_view>
 
 #include "archiver/command_line.h"
 #include "support/stream_io.h"
@@ -79,7 +79,7 @@ void loadMembers(Archive& archive);
 ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset);
 // The name of a member from its 16-character header field and, for the
 // QvLongName layout, its uid.
-const char* decodeMemberName(Archive& archive, const std::string& field, long uid);
+const char* decodeMemberName(Archive& archive, std::string_view field, long uid);
 // A zero-filled member record in the archive's zone.
 ArchiveMember* newMember(Archive& archive);
 void appendMember(Archive& archive, ArchiveMember* member);

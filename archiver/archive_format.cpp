@@ -6,18 +6,29 @@
 #include <cstdlib>
 #include <cstring>
 
-std::string rawField(const char* header, HeaderField field) {
-  return std::string(header + field.offset, field.width);
+std::string_view rawField(const char* header, HeaderField field) {
+  return std::string_view(header + field.offset, field.width);
 }
 
-bool parseDecimal(const std::string& text, long* value) {
-  const char* p = text.c_str();
-  while (*p && std::isspace(static_cast<unsigned char>(*p))) ++p;
-  const char* digits = p;
-  if (*digits == '+' || *digits == '-') ++digits;
-  if (!std::isdigit(static_cast<unsigned char>(*digits))) return false;
-  errno = 0;
-  *value = std::strtol(p, nullptr, 10);
+bool parseDecimal(std::string_view text, long* value) {
+  size_t i = 0;
+  while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) ++i;
+  bool negative = false;
+  if (i < text.size() && (text[i] == '+' || text[i] == '-')) negative = text[i++] == '-';
+  if (i >= text.size() || !std::isdigit(static_cast<unsigned char>(text[i]))) return false;
+  // Header fields hold at most 12 characters, far from overflowing a long;
+  // longer texts saturate as strtol does.
+  unsigned long magnitude = 0;
+  for (; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])); ++i) {
+    unsigned digit = static_cast<unsigned>(text[i] - '0');
+    if (magnitude > (static_cast<unsigned long>(LONG_MAX) + 1 - digit) / 10) {
+      *value = negative ? LONG_MIN : LONG_MAX;
+      return true;
+    }
+    magnitude = magnitude * 10 + digit;
+  }
+  if (!negative && magnitude > static_cast<unsigned long>(LONG_MAX)) magnitude = LONG_MAX;
+  *value = negative ? static_cast<long>(0 - magnitude) : static_cast<long>(magnitude);
   return true;
 }
 
@@ -41,6 +52,7 @@ std::string escapeTableName(const std::string& name) {
 }
 
 std::string unescapeTableName(const std::string& text) {
+  if (text.find('|') == std::string::npos) return text;
   std::string out;
   for (size_t i = 0; i < text.size(); ++i) {
     if (text[i] != '|') {

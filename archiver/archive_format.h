@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 constexpr char kArchiveMagic[] = "!<arch>\n";
 constexpr size_t kMagicSize = 8;
@@ -33,11 +34,11 @@ constexpr HeaderField kSizeField{48, 10};
 constexpr HeaderField kTerminatorField{58, 2};
 
 // A header field as text, trailing blanks kept (the name decoder trims).
-std::string rawField(const char* header, HeaderField field);
+std::string_view rawField(const char* header, HeaderField field);
 
 // Reads a decimal number the way "%ld" does: leading white space, an
 // optional sign, then at least one digit; the rest is ignored.
-bool parseDecimal(const std::string& text, long* value);
+bool parseDecimal(std::string_view text, long* value);
 
 uint32_t roundUpEven(uint32_t n);
 

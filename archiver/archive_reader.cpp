@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "archiver/archive.h"
 #include "archiver/archive_format.h"
@@ -21,10 +22,24 @@ bool seekTo(Archive& archive, uint64_t offset) {
 }
 
 uint64_t inputLength(Archive& archive) {
+  int64_t known = stream_known_size(archive.input);
+  if (known >= 0) return static_cast<uint64_t>(known);
   struct stat st;
   FILE* f = inputFile(archive);
   if (!f || fstat(fileno(f), &st) != 0) return 0;
   return static_cast<uint64_t>(st.st_size);
+}
+
+// Up to `length` bytes at `offset`: positioned reads through the handle's
+// read-ahead window when the archive is a file, so that walking the headers
+// of small members costs one system call per window, not per header; seek
+// and read otherwise. The number read, or -1 when the offset is out of reach.
+int64_t readAt(Archive& archive, uint64_t offset, void* buffer, size_t length) {
+  if (!inputFile(archive) || offset > 0x7FFFFFFFFFFFFFFFull) return -1;
+  int64_t got = stream_pread(archive.input, buffer, length, static_cast<int64_t>(offset));
+  if (got >= 0) return got;
+  if (!seekTo(archive, offset)) return -1;
+  return static_cast<int64_t>(std::fread(buffer, 1, length, inputFile(archive)));
 }
 
 // Reads exactly `size` bytes at `offset` into zone memory (rounded up to
@@ -35,10 +50,8 @@ uint8_t* readBlock(Archive& archive, uint32_t offset, uint32_t size) {
   // below; refuse it before allocating.
   if (static_cast<uint64_t>(offset) + size > inputLength(archive)) return nullptr;
   auto* block = static_cast<uint8_t*>(zone_alloc(&archive.zone, even));
-  if (!seekTo(archive, offset)) return nullptr;
-  size_t want = size;
-  if (static_cast<uint64_t>(offset) + even <= inputLength(archive)) want = even;
-  if (std::fread(block, 1, want, inputFile(archive)) != want) return nullptr;
+  int64_t got = readAt(archive, offset, block, even);
+  if (got < static_cast<int64_t>(size)) return nullptr;
   return block;
 }
 
@@ -84,21 +97,21 @@ void loadSymbolTable(Archive& archive, const ArchiveMember& table) {
 }  // namespace
 
 // The member name from the 16-character field (rules of the three layouts).
-const char* decodeMemberName(Archive& archive, const std::string& field, long uid) {
-  std::string text = field;
-  while (!text.empty() && text.back() == ' ') text.pop_back();
+const char* decodeMemberName(Archive& archive, std::string_view field, long uid) {
+  std::string_view text = field;
+  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
   if (text == kSymbolTableName || text == kPosixNameTableName || text == kQvNameTableName)
-    return zone_strdup(&archive.zone, text.c_str());
+    return zone_strndup(&archive.zone, text.data(), static_cast<uint32_t>(text.size()));
 
   bool isReference = false;
   long reference = 0;
   if (archive.format == Posix && text.size() > 1 && text[0] == '/' &&
-      text.find_first_not_of("0123456789", 1) == std::string::npos) {
+      text.find_first_not_of("0123456789", 1) == std::string_view::npos) {
     isReference = true;
-    reference = std::strtol(text.c_str() + 1, nullptr, 10);
+    parseDecimal(text.substr(1), &reference);
     if (text.size() > 12) reference = -1;  // far beyond any table
   }
-  if (!text.empty() && text.back() == '/') text.pop_back();
+  if (!text.empty() && text.back() == '/') text.remove_suffix(1);
 
   if (archive.nameTableLoaded) {
     bool fromTable = false;
@@ -118,20 +131,20 @@ const char* decodeMemberName(Archive& archive, const std::string& field, long ui
           std::string(entry, strnlen(entry, archive.nameTableSize - static_cast<uint32_t>(offset))));
       // The header holds the first 15 characters of the name as it was,
       // before escaping, so that is what it is checked against.
-      if (archive.format == QvLongName && std::strncmp(name.c_str(), text.c_str(), 15) != 0)
+      if (archive.format == QvLongName &&
+          std::strncmp(name.c_str(), std::string(text).c_str(), 15) != 0)
         reportArchiveError(archive, ReadError, "Corrupt member name: '%s'", archive.path);
       return zone_strdup(&archive.zone, name.c_str());
     }
   }
-  return zone_strdup(&archive.zone, text.c_str());
+  return zone_strndup(&archive.zone, text.data(), static_cast<uint32_t>(text.size()));
 }
 
 ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset) {
-  if (!seekTo(archive, offset)) return nullptr;
   char header[kHeaderSize];
-  size_t got = std::fread(header, 1, kHeaderSize, inputFile(archive));
-  if (got == 0) return nullptr;
-  if (got < kHeaderSize)
+  int64_t got = readAt(archive, offset, header, kHeaderSize);
+  if (got <= 0) return nullptr;
+  if (got < static_cast<int64_t>(kHeaderSize))
     reportArchiveError(archive, ReadError, "Cannot read member header: '%s'", archive.path);
   if (header[58] != '`' || header[59] != '\n')
     reportArchiveError(archive, ReadError, "Corrupt member header: '%s'", archive.path);

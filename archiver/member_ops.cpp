@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -174,19 +175,46 @@ void formatDate(int32_t date, char out[32]) {
     std::snprintf(out, 32, "%-24s", "???");
     return;
   }
-  std::snprintf(out, 32, "%.3s %.3s%3d %.2d:%.2d:%.2d %d", days[tm.tm_wday % 7],
-                months[tm.tm_mon % 12], tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec,
-                1900 + tm.tm_year);
+  // As "%.3s %.3s%3d %.2d:%.2d:%.2d %d" would print it, built by hand.
+  auto two = [](char* p, int v) {
+    p[0] = static_cast<char>('0' + v / 10 % 10);
+    p[1] = static_cast<char>('0' + v % 10);
+  };
+  std::memcpy(out, days[tm.tm_wday % 7], 3);
+  out[3] = ' ';
+  std::memcpy(out + 4, months[tm.tm_mon % 12], 3);
+  out[7] = ' ';
+  two(out + 8, tm.tm_mday);
+  if (tm.tm_mday < 10) out[8] = ' ';
+  out[10] = ' ';
+  two(out + 11, tm.tm_hour);
+  out[13] = ':';
+  two(out + 14, tm.tm_min);
+  out[16] = ':';
+  two(out + 17, tm.tm_sec);
+  out[19] = ' ';
+  char* end = std::to_chars(out + 20, out + 31, 1900 + tm.tm_year).ptr;
+  *end = '\0';
 }
 
 void listMembers(CommandLine& commandLine, Archive& archive) {
   std::fputs("\n      SIZE   DATE                        FILE NAME", stdout);
   std::fputs("\n  --------   ------------------------    -----------------\n", stdout);
+  // Each line as "  %8ld   %s    %s\n" would print it, built by hand: a
+  // library's listing is often tens of thousands of lines.
+  std::string line;
   for (ArchiveMember* m = archive.members; m; m = m->next) {
     if (!pairedFile(commandLine, *m)) continue;
     char date[32];
     formatDate(m->date, date);
-    std::printf("  %8ld   %s    %s\n", static_cast<long>(m->size), date, m->name);
+    char size[24];
+    auto end = std::to_chars(size, size + sizeof size, static_cast<long>(m->size)).ptr;
+    size_t digits = static_cast<size_t>(end - size);
+    line.assign("  ");
+    if (digits < 8) line.append(8 - digits, ' ');
+    line.append(size, digits).append("   ").append(date).append("    ").append(m->name);
+    line.push_back('\n');
+    std::fwrite(line.data(), 1, line.size(), stdout);
   }
 }
 
