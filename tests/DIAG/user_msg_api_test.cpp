@@ -4,7 +4,7 @@
 #include <csignal>
 #include <string>
 
-#include "DIAG/child_capture.h"
+#include "common/test_util.h"
 #include "DIAG/diag.h"
 #include "DIAG/user_msg_api.h"
 

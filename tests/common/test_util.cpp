@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -42,10 +43,45 @@ TempDir::~TempDir() {
   fs::remove_all(path_, ec);
 }
 
-static void drain(int outFd, int errFd, std::string& out, std::string& err,
-                  int inFd, const std::string& input) {
+Child forkChild(const std::function<void()>& body) {
+  int in[2], out[2], err[2];
+  if (pipe2(in, O_CLOEXEC) || pipe2(out, O_CLOEXEC) || pipe2(err, O_CLOEXEC))
+    throw std::runtime_error("pipe failed");
+  std::fflush(nullptr);
+  pid_t pid = fork();
+  if (pid < 0) throw std::runtime_error("fork failed");
+  if (pid == 0) {
+    dup2(in[0], 0);
+    dup2(out[1], 1);
+    dup2(err[1], 2);
+    body();
+    std::fflush(nullptr);
+    _exit(0);
+  }
+  close(in[0]);
+  close(out[1]);
+  close(err[1]);
+  return {pid, in[1], out[0], err[0]};
+}
+
+Child spawn(const std::vector<std::string>& argv, const std::string& cwd,
+            const std::string& program) {
+  return forkChild([&] {
+    if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(126);
+    std::vector<char*> args;
+    for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    if (program.empty()) execvp(args[0], args.data());
+    else execv(program.c_str(), args.data());
+    _exit(127);
+  });
+}
+
+RunResult finish(Child& child, const std::string& input) {
+  RunResult result;
   size_t inPos = 0;
-  if (inFd >= 0 && input.empty()) { close(inFd); inFd = -1; }
+  int inFd = child.in, outFd = child.out, errFd = child.err;
+  if (input.empty()) { close(inFd); inFd = -1; }
   while (outFd >= 0 || errFd >= 0 || inFd >= 0) {
     pollfd fds[3];
     int n = 0;
@@ -68,42 +104,28 @@ static void drain(int outFd, int errFd, std::string& out, std::string& err,
       char buf[65536];
       ssize_t r = read(fd, buf, sizeof buf);
       if (r > 0) {
-        (fd == outFd ? out : err).append(buf, r);
+        (fd == outFd ? result.out : result.err).append(buf, r);
       } else {
         close(fd);
         if (fd == outFd) outFd = -1; else errFd = -1;
       }
     }
   }
+  int status = 0;
+  while (waitpid(child.pid, &status, 0) < 0 && errno == EINTR) {}
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result;
 }
 
 RunResult run(const std::vector<std::string>& argv, const std::string& cwd,
               const std::string& input) {
-  int outPipe[2], errPipe[2], inPipe[2];
-  if (pipe2(outPipe, O_CLOEXEC) || pipe2(errPipe, O_CLOEXEC) || pipe2(inPipe, O_CLOEXEC))
-    throw std::runtime_error("pipe failed");
-  pid_t pid = fork();
-  if (pid < 0) throw std::runtime_error("fork failed");
-  if (pid == 0) {
-    dup2(inPipe[0], 0);
-    dup2(outPipe[1], 1);
-    dup2(errPipe[1], 2);
-    if (!cwd.empty() && chdir(cwd.c_str()) != 0) _exit(126);
-    std::vector<char*> args;
-    for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    execvp(args[0], args.data());
-    _exit(127);
-  }
-  close(outPipe[1]);
-  close(errPipe[1]);
-  close(inPipe[0]);
-  RunResult result;
-  drain(outPipe[0], errPipe[0], result.out, result.err, inPipe[1], input);
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {}
-  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return result;
+  Child child = spawn(argv, cwd);
+  return finish(child, input);
+}
+
+RunResult inChild(const std::function<void()>& body) {
+  Child child = forkChild(body);
+  return finish(child);
 }
 
 RunResult shell(const std::string& command, const std::string& cwd) {
@@ -160,5 +182,36 @@ std::string compileC(const std::string& dir, const std::string& name,
 }
 
 std::string zoltPath() { return ZOLT_BINARY; }
+
+std::string rawHeader(const std::string& name, const std::string& date, const std::string& uid,
+                      const std::string& gid, const std::string& mode, const std::string& size,
+                      const std::string& terminator) {
+  auto pad = [](const std::string& text, size_t width) {
+    std::string out = text.substr(0, width);
+    out.resize(width, ' ');
+    return out;
+  };
+  return pad(name, 16) + pad(date, 12) + pad(uid, 6) + pad(gid, 6) + pad(mode, 8) +
+         pad(size, 10) + pad(terminator, 2);
+}
+
+std::string header(const std::string& nameField, long date, long uid, long size) {
+  return rawHeader(nameField, std::to_string(date), std::to_string(uid), "0", "0",
+                   std::to_string(size));
+}
+
+std::string member(const std::string& nameField, long date, const std::string& data, long uid) {
+  std::string out = header(nameField, date, uid, static_cast<long>(data.size())) + data;
+  if (data.size() % 2) out += '\n';
+  return out;
+}
+
+std::string nameTable(const std::string& nameField, const std::string& text, long uid) {
+  return header(nameField, 0, uid, static_cast<long>(text.size())) + text;
+}
+
+std::string appError(const std::string& text) {
+  return "DIAG/user_msg_api:175:internal error #99924: (" + text + ")\n";
+}
 
 }  // namespace testutil

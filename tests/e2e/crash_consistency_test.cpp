@@ -16,9 +16,6 @@
 namespace {
 
 using namespace e2e;
-using testutil::readFile;
-using testutil::TempDir;
-using testutil::writeFile;
 
 // Starts zolt with `args` in `dir`, waits `delay`, kills it with SIGKILL and
 // reaps it. Returns true when zolt had already finished on its own.
@@ -26,23 +23,13 @@ bool runAndKill(const std::string& dir, const std::vector<std::string>& args,
                 std::chrono::microseconds delay) {
   std::vector<std::string> argv{testutil::zoltPath()};
   argv.insert(argv.end(), args.begin(), args.end());
-  pid_t pid = fork();
-  if (pid == 0) {
-    if (chdir(dir.c_str()) != 0) _exit(126);
-    if (!freopen("/dev/null", "w", stdout)) _exit(125);
-    std::vector<char*> cargv;
-    for (auto& a : argv) cargv.push_back(a.data());
-    cargv.push_back(nullptr);
-    execv(cargv[0], cargv.data());
-    _exit(127);
-  }
+  testutil::Child child = testutil::spawn(argv, dir);
   usleep(static_cast<useconds_t>(delay.count()));
-  int status = 0;
-  bool finished = waitpid(pid, &status, WNOHANG) == pid;
-  if (!finished) {
-    kill(pid, SIGKILL);
-    waitpid(pid, &status, 0);
-  }
+  siginfo_t info{};
+  waitid(P_PID, child.pid, &info, WEXITED | WNOHANG | WNOWAIT);
+  bool finished = info.si_pid == child.pid;
+  if (!finished) kill(child.pid, SIGKILL);
+  testutil::finish(child);
   return finished;
 }
 

@@ -1,5 +1,5 @@
-// Shared pieces of the end-to-end tests: running the built zolt, and
-// building archive bytes by hand, one header field at a time.
+// Shared pieces of the end-to-end tests: running the built zolt in a
+// scratch directory, the texts it prints, and archive bytes built by hand.
 #pragma once
 
 #include <sys/stat.h>
@@ -17,10 +17,37 @@
 
 namespace e2e {
 
+using testutil::exists;
+using testutil::header;
+using testutil::listDir;
+using testutil::member;
+using testutil::nameTable;
+using testutil::rawHeader;
+using testutil::readFile;
 using testutil::RunResult;
+using testutil::TempDir;
+using testutil::writeFile;
 
 constexpr char kMagic[] = "!<arch>\n";
 constexpr char kErr[] = "  -->  error: ";
+
+// The two header lines of a table of contents.
+constexpr char kListHead[] =
+    "\n      SIZE   DATE                        FILE NAME"
+    "\n  --------   ------------------------    -----------------\n";
+
+inline std::string errLine(const std::string& message) { return kErr + message + "\n"; }
+inline std::string building(const std::string& archive) {
+  return "  ==>  building archive '" + archive + "'\n";
+}
+inline std::string created(const std::string& archive) {
+  return "  ==>  new archive '" + archive + "'\n" + building(archive);
+}
+inline std::string listLine(long size, const std::string& date, const std::string& name) {
+  char line[256];
+  std::snprintf(line, sizeof line, "  %8ld   %s    %s\n", size, date.c_str(), name.c_str());
+  return line;
+}
 
 // Runs zolt with `args` in `cwd`. Dates are listed in UTC.
 inline RunResult zolt(const std::vector<std::string>& args, const std::string& cwd,
@@ -42,47 +69,9 @@ inline RunResult zoltAfter(const std::string& prefix, const std::vector<std::str
   return testutil::run(argv, cwd);
 }
 
-// One 60-byte member header. Every field is given as the text it holds,
-// left-justified and blank-padded to its width.
-inline std::string rawHeader(const std::string& name,   // 16 bytes at offset 0
-                             const std::string& date,   // 12 bytes at offset 16
-                             const std::string& uid,    // 6 bytes at offset 28
-                             const std::string& gid,    // 6 bytes at offset 34
-                             const std::string& mode,   // 8 bytes at offset 40
-                             const std::string& size,   // 10 bytes at offset 48
-                             const std::string& terminator = "`\n") {  // 2 bytes at 58
-  auto pad = [](const std::string& text, size_t width) {
-    std::string out = text.substr(0, width);
-    out.resize(width, ' ');
-    return out;
-  };
-  return pad(name, 16) + pad(date, 12) + pad(uid, 6) + pad(gid, 6) + pad(mode, 8) +
-         pad(size, 10) + pad(terminator, 2);
-}
-
-// A header as zolt writes it: gid 0, mode "0".
-inline std::string header(const std::string& nameField, long date, long uid, long size) {
-  return rawHeader(nameField, std::to_string(date), std::to_string(uid), "0", "0",
-                   std::to_string(size));
-}
-
-// Header, data, and the newline pad after odd-sized data.
-inline std::string member(const std::string& nameField, long date, const std::string& data,
-                          long uid = 0) {
-  std::string out = header(nameField, date, uid, static_cast<long>(data.size())) + data;
-  if (data.size() % 2) out += '\n';
-  return out;
-}
-
-// A name table member ("//" or "<filenames>/") holding `text`.
-inline std::string nameTable(const std::string& nameField, const std::string& text,
-                             long uid = 0) {
-  return header(nameField, 0, uid, static_cast<long>(text.size())) + text;
-}
-
 // A file with the given contents and modification time.
 inline void makeFile(const std::string& path, const std::string& bytes, long mtime) {
-  testutil::writeFile(path, bytes);
+  writeFile(path, bytes);
   testutil::setMtime(path, mtime);
 }
 
@@ -91,7 +80,7 @@ inline std::vector<std::string> guidFiles(const std::string& dir) {
   static const std::regex guid(
       R"(\{[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\})");
   std::vector<std::string> found;
-  for (const auto& name : testutil::listDir(dir))
+  for (const auto& name : listDir(dir))
     if (std::regex_match(name, guid)) found.push_back(name);
   return found;
 }
@@ -102,9 +91,25 @@ inline mode_t fileMode(const std::string& path) {
   return st.st_mode & 07777;
 }
 
-// The two header lines of a table of contents.
-constexpr char kListHead[] =
-    "\n      SIZE   DATE                        FILE NAME"
-    "\n  --------   ------------------------    -----------------\n";
+// Checks standard output, standard error and the status of one run.
+#define EXPECT_RUN(run, expectedOut, expectedErr, expectedStatus) \
+  do {                                                           \
+    const ::testutil::RunResult& r_ = (run);                     \
+    EXPECT_EQ(r_.out, expectedOut);                              \
+    EXPECT_EQ(r_.err, expectedErr);                              \
+    EXPECT_EQ(r_.status, expectedStatus);                        \
+  } while (0)
+
+// A test with its own scratch directory, in which zolt runs.
+class ZoltTest : public testing::Test {
+protected:
+  TempDir dir;
+  RunResult z(const std::vector<std::string>& args) { return zolt(args, dir.path()); }
+  std::string read(const std::string& name) const { return readFile(dir.file(name)); }
+  void make(const std::string& name, const std::string& bytes, long mtime) {
+    makeFile(dir.file(name), bytes, mtime);
+  }
+  void mkdir(const std::string& name) { ASSERT_EQ(testutil::shell("mkdir -p " + name, dir.path()).status, 0); }
+};
 
 }  // namespace e2e

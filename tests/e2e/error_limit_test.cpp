@@ -11,9 +11,6 @@
 namespace {
 
 using namespace e2e;
-using testutil::readFile;
-using testutil::TempDir;
-using testutil::writeFile;
 
 TEST(ErrorLimit, TheHundredAndFirstErrorEndsTheRunAndRestoresTheArchive) {
   TempDir dir;

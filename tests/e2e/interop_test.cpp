@@ -4,8 +4,6 @@
 namespace {
 
 using namespace e2e;
-using testutil::readFile;
-using testutil::TempDir;
 
 const std::vector<std::string> kNames = {"long_object_file_name.o", "x.o",
                                          "another_rather_long_name.txt", "odd"};

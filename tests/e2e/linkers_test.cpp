@@ -12,24 +12,12 @@
 namespace {
 
 using namespace e2e;
-using testutil::readFile;
-using testutil::TempDir;
 
 std::string compile(const std::string& dir, const std::string& name, const std::string& source,
                     const std::vector<std::string>& flags = {}) {
   std::string obj = testutil::compileC(dir, name, source, "gcc", flags);
   std::remove((dir + "/" + name + ".c").c_str());
   return obj;
-}
-
-// `s` output lines turned back into names.
-std::vector<std::string> printedSymbols(const std::string& out) {
-  std::vector<std::string> names;
-  const std::string head = "  ==>  symbol defined: '";
-  for (const auto& l : lines(out))
-    if (l.rfind(head, 0) == 0 && l.back() == '\'')
-      names.push_back(l.substr(head.size(), l.size() - head.size() - 1));
-  return names;
 }
 
 // The "<symbol> in <member>" lines of an armap listing.
@@ -54,13 +42,13 @@ struct LinkFixture {
     compile(dir.path(), "never_loaded_member",
             "extern int nowhere_at_all(void);\nint never_used(void) { return nowhere_at_all(); }\n");
     compile(dir.path(), "b", "int beta(int x) { return x * 10; }\n");
-    testutil::writeFile(dir.file("notes.txt"), "not an object\n");
+    writeFile(dir.file("notes.txt"), "not an object\n");
     compile(dir.path(), "alpha_member_with_long_name",
             "extern int beta(int);\nint alpha(int x) { return beta(x) + 1; }\n");
     compile(dir.path(), "counter",
             "int counter = 41;\n"
             "__attribute__((weak)) const char *greeting(void) { return \"hello\"; }\n");
-    testutil::writeFile(dir.file("abs.s"), ".globl magic_value\n.set magic_value, 0x1234\n");
+    writeFile(dir.file("abs.s"), ".globl magic_value\n.set magic_value, 0x1234\n");
     RunResult as = testutil::run({"gcc", "-c", "-o", "abs.o", "abs.s"}, dir.path());
     EXPECT_EQ(as.status, 0) << as.err;
     compile(dir.path(), "common", "int shared_common;\n", {"-fcommon"});
@@ -158,7 +146,7 @@ void linkAndRun(const std::string& linker) {
   auto all = parseArchive(bytes);
   std::string noMap = "!<arch>\n";
   noMap += bytes.substr(all.at(1).header);
-  testutil::writeFile(f.dir.file("nomap.a"), noMap);
+  writeFile(f.dir.file("nomap.a"), noMap);
   linked = testutil::run(
       {"gcc", "-fuse-ld=" + linker, "-no-pie", "-o", "prog2", "main.o", "nomap.a"}, f.dir.path());
   EXPECT_NE(linked.status, 0) << linker << " linked without a symbol map";
@@ -183,33 +171,28 @@ const Difference kGnuOnly[] = {
      "templates): GNU ar treats it as global; zolt takes only global and weak bindings"},
 };
 
-struct Rebuilt {
-  std::vector<std::string> paths;  // extracted members, relative to the directory
-  std::string zoltArchive, gnuArchive;
-};
-
 // Extracts every member of `library` by position (libc.a has several
 // members of the same name) into dir/m/NNNN/<name>, rebuilds it with zolt
 // and with GNU ar from those files in that order, and compares the maps.
-void rebuildAndCompare(const TempDir& dir, const std::string& library, Rebuilt& out) {
+void rebuildAndCompare(const TempDir& dir, const std::string& library, std::string& rebuilt) {
   if (!testutil::haveTool("ar")) GTEST_SKIP() << "GNU ar not installed";
   std::string bytes = readFile(library);
   auto all = parseArchive(bytes);
   auto ordinary = ordinaryMembers(all);
   ASSERT_GT(ordinary.size(), 0u);
   std::string commands = "aq rebuilt_zolt.a\n";
-  std::vector<std::string> gnu{"ar", "qcS", "rebuilt_gnu.a"};
+  std::vector<std::string> gnu{"ar", "qcS", "rebuilt_gnu.a"}, paths;
   for (size_t i = 0; i < ordinary.size(); ++i) {
     char sub[32];
     std::snprintf(sub, sizeof sub, "m/%04zu", i);
     std::filesystem::create_directories(dir.file(sub));
     std::string path = std::string(sub) + "/" + memberName(all, ordinary[i]);
-    testutil::writeFile(dir.file(path), ordinary[i].data);
-    out.paths.push_back(path);
+    writeFile(dir.file(path), ordinary[i].data);
+    paths.push_back(path);
     commands += path + "\n";
     gnu.push_back(path);
   }
-  testutil::writeFile(dir.file("cmds"), commands);
+  writeFile(dir.file("cmds"), commands);
   RunResult r = zolt({"@cmds"}, dir.path());
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "");
@@ -218,25 +201,24 @@ void rebuildAndCompare(const TempDir& dir, const std::string& library, Rebuilt& 
   ASSERT_EQ(r.status, 0) << r.err;
   r = testutil::run({"ar", "s", "rebuilt_gnu.a"}, dir.path());
   ASSERT_EQ(r.status, 0) << r.err;
-  out.zoltArchive = dir.file("rebuilt_zolt.a");
-  out.gnuArchive = dir.file("rebuilt_gnu.a");
+  rebuilt = dir.file("rebuilt_zolt.a");
 
-  auto mine = parseArchive(readFile(out.zoltArchive));
+  auto mine = parseArchive(readFile(rebuilt));
   auto mineOrdinary = ordinaryMembers(mine);
   ASSERT_EQ(mineOrdinary.size(), ordinary.size());
   for (size_t i = 0; i < ordinary.size(); ++i)
-    ASSERT_EQ(mineOrdinary[i].data, ordinary[i].data) << out.paths[i];
+    ASSERT_EQ(mineOrdinary[i].data, ordinary[i].data) << paths[i];
   auto zoltMap = mapByMember(mine);
-  auto gnuMap = mapByMember(parseArchive(readFile(out.gnuArchive)));
+  auto gnuMap = mapByMember(parseArchive(readFile(dir.file("rebuilt_gnu.a"))));
   ASSERT_FALSE(zoltMap.empty());
   for (const auto& e : zoltMap) ASSERT_GE(e.first, 0) << e.second << " points at no member";
 
   // The named differences, as readelf sees the members.
   std::map<std::string, int> position;
-  for (size_t i = 0; i < out.paths.size(); ++i) position[out.paths[i]] = static_cast<int>(i);
+  for (size_t i = 0; i < paths.size(); ++i) position[paths[i]] = static_cast<int>(i);
   std::set<std::pair<int, std::string>> gnuOnly;
   std::map<std::string, std::vector<std::string>> why;
-  for (const auto& s : readelfSymbols(out.paths, dir.path())) {
+  for (const auto& s : readelfSymbols(paths, dir.path())) {
     if (s.ndx == "UND") continue;
     for (const auto& d : kGnuOnly)
       if (s.bind == d.binding) {
@@ -260,158 +242,108 @@ void rebuildAndCompare(const TempDir& dir, const std::string& library, Rebuilt& 
 std::string systemLibrary(const std::string& name) {
   RunResult r = testutil::run({"gcc", "-print-file-name=" + name});
   std::string path = r.out.substr(0, r.out.find('\n'));
-  if (r.status != 0 || path == name || !testutil::exists(path)) return "";
+  if (r.status != 0 || path == name || !exists(path)) return "";
   return std::filesystem::canonical(path).string();
 }
 
-bool isArchive(const std::string& path) {
-  return readFile(path).compare(0, 8, "!<arch>\n") == 0;
-}
+bool isArchive(const std::string& path) { return readFile(path).compare(0, 8, "!<arch>\n") == 0; }
 
-// Builds `source` once against the system's library and once against the
-// rebuilt one; both programs must print the same thing.
-void sameProgramOutput(const TempDir& dir, const std::string& source,
-                       const std::vector<std::string>& systemLink,
-                       const std::vector<std::string>& rebuiltLink, const std::string& compiler = "gcc") {
-  testutil::writeFile(dir.file("prog.c"), source);
-  RunResult r = testutil::run({compiler, "-c", "-o", "prog.o", "prog.c"}, dir.path());
-  ASSERT_EQ(r.status, 0) << r.err;
-  std::vector<std::string> a{compiler, "-o", "with_system", "prog.o"};
-  a.insert(a.end(), systemLink.begin(), systemLink.end());
-  std::vector<std::string> b{compiler, "-o", "with_rebuilt", "prog.o"};
-  b.insert(b.end(), rebuiltLink.begin(), rebuiltLink.end());
-  r = testutil::run(a, dir.path());
-  ASSERT_EQ(r.status, 0) << r.err;
-  r = testutil::run(b, dir.path());
-  ASSERT_EQ(r.status, 0) << r.err;
-  RunResult one = testutil::run({dir.file("with_system")});
-  RunResult two = testutil::run({dir.file("with_rebuilt")});
-  EXPECT_EQ(one.status, 0);
-  EXPECT_EQ(two.status, 0);
-  EXPECT_FALSE(one.out.empty());
-  EXPECT_EQ(two.out, one.out);
-}
+// A system library, a program using it, and how to link that program
+// against the system's library ("%") and against the rebuilt one ("@").
+struct Library {
+std::string name, program, compiler;
+std::vector<std::string> systemLink, rebuiltLink;
+};
+const Library kLibraries[] = {
+    {"libc.a",
+     "#include <stdio.h>\n#include <stdlib.h>\n#include <string.h>\n#include <errno.h>\n"
+     "static int cmp(const void *a, const void *b) { return *(const int *)a - *(const int *)b; }\n"
+     "int main(void) {\n  int v[] = {5, 3, 9, 1};\n  qsort(v, 4, sizeof v[0], cmp);\n"
+     "  char buf[64];\n  snprintf(buf, sizeof buf, \"%d-%d-%d-%d\", v[0], v[1], v[2], v[3]);\n"
+     "  errno = 0;\n  long big = strtol(\"99999999999999999999999\", NULL, 10);\n"
+     "  printf(\"%zu %s %d %ld\\n\", strlen(buf), buf, errno == ERANGE, big > 0);\n  return 0;\n}\n",
+     "gcc", {"-static"},
+     // Nothing of the system's libc: the rebuilt one, with the compiler's
+     // support libraries, in one group.
+     {"-static", "-nodefaultlibs", "-Wl,--start-group", "@", "-lgcc", "-lgcc_eh", "-Wl,--end-group"}},
+    // Static: its objects call into libc's internals (cpu features for the
+    // ifunc resolvers, __frexp), which the shared libc does not export.
+    {"libm.a",
+     "#include <stdio.h>\n#include <math.h>\nint main(int argc, char **argv) {\n  (void)argv;\n"
+     "  double x = 26.0 + argc;\n"
+     "  printf(\"%.6f %.6f %.6f\\n\", cbrt(x), erf(x / 30.0), sqrt(x));\n  return 0;\n}\n",
+     "gcc", {"-static", "-lm"}, {"-static", "@"}},
+    {"libz.a",
+     "#include <stdio.h>\n#include <string.h>\n#include <zlib.h>\nint main(void) {\n"
+     "  const char *s = \"hello, archive\";\n  unsigned char packed[128], back[128];\n"
+     "  uLongf n = sizeof packed, m = sizeof back;\n"
+     "  compress(packed, &n, (const Bytef *)s, strlen(s) + 1);\n  uncompress(back, &m, packed, n);\n"
+     "  printf(\"%lu %s %s\\n\", crc32(0, (const Bytef *)s, strlen(s)), back, zlibVersion());\n"
+     "  return 0;\n}\n",
+     "gcc", {"%"}, {"@"}},
+    {"libsqlite3.a",
+     "#include <stdio.h>\n#include <sqlite3.h>\n"
+     "static int row(void *u, int n, char **v, char **c) {\n"
+     "  (void)u; (void)c; for (int i = 0; i < n; ++i) printf(\"%s\\n\", v[i]); return 0; }\n"
+     "int main(void) {\n  sqlite3 *db;\n  if (sqlite3_open(\":memory:\", &db) != SQLITE_OK) return 1;\n"
+     "  sqlite3_exec(db, \"select 6 * 7, upper('zolt')\", row, 0, 0);\n"
+     "  printf(\"%s\\n\", sqlite3_libversion());\n  sqlite3_close(db);\n  return 0;\n}\n",
+     "gcc", {"%", "-lm"}, {"@", "-lm"}},
+    {"libgtest.a",
+     "#include <gtest/gtest.h>\n"
+     "TEST(Rebuilt, Works) { EXPECT_EQ(6 * 7, 42); EXPECT_STREQ(\"zolt\", \"zolt\"); }\n"
+     "int main(int argc, char **argv) {\n  testing::InitGoogleTest(&argc, argv);\n"
+     "  auto& listeners = testing::UnitTest::GetInstance()->listeners();\n"
+     "  delete listeners.Release(listeners.default_result_printer());\n"
+     "  int status = RUN_ALL_TESTS();\n"
+     "  printf(\"status %d, %d test(s) passed\\n\", status,\n"
+     "         testing::UnitTest::GetInstance()->successful_test_count());\n  return status;\n}\n",
+     "g++", {"%", "-lpthread"}, {"@", "-lpthread"}},
+};
 
-TEST(SystemLibraries, LibcRebuiltLinksStatically) {
-  std::string lib = systemLibrary("libc.a");
-  if (lib.empty() || !isArchive(lib)) GTEST_SKIP() << "no static libc.a on this machine";
-  TempDir dir;
-  Rebuilt rebuilt;
-  rebuildAndCompare(dir, lib, rebuilt);
-  if (HasFatalFailure() || IsSkipped()) return;
-  const std::string program =
-      "#include <stdio.h>\n#include <stdlib.h>\n#include <string.h>\n#include <errno.h>\n"
-      "static int cmp(const void *a, const void *b) { return *(const int *)a - *(const int *)b; }\n"
-      "int main(void) {\n"
-      "  int v[] = {5, 3, 9, 1};\n"
-      "  qsort(v, 4, sizeof v[0], cmp);\n"
-      "  char buf[64];\n"
-      "  snprintf(buf, sizeof buf, \"%d-%d-%d-%d\", v[0], v[1], v[2], v[3]);\n"
-      "  errno = 0;\n"
-      "  long big = strtol(\"99999999999999999999999\", NULL, 10);\n"
-      "  printf(\"%zu %s %d %ld\\n\", strlen(buf), buf, errno == ERANGE, big > 0);\n"
-      "  return 0;\n}\n";
-  // Nothing of the system's libc: the rebuilt one, with the compiler's
-  // support libraries, in one group.
-  sameProgramOutput(dir, program, {"-static"},
-                    {"-static", "-nodefaultlibs", "-Wl,--start-group", rebuilt.zoltArchive, "-lgcc",
-                     "-lgcc_eh", "-Wl,--end-group"});
-}
-
-TEST(SystemLibraries, LibmRebuiltLinks) {
-  std::string lib = systemLibrary("libm.a");
-  if (lib.empty()) GTEST_SKIP() << "no static libm.a on this machine";
-  if (!isArchive(lib)) {
+// Rebuilds the system's library with zolt and checks that a program links
+// against it as against the original.
+void checkRebuilt(const Library& library) {
+  std::string lib = systemLibrary(library.name);
+  if (!lib.empty() && !isArchive(lib) && library.name == "libm.a") {
     // Debian's libm.a is a linker script naming libm-<version>.a.
     std::string script = readFile(lib);
-    size_t at = script.find("libm-");
-    size_t end = script.find(".a", at);
-    if (at == std::string::npos || end == std::string::npos)
-      GTEST_SKIP() << lib << " is neither an archive nor a script naming libm-<version>.a";
-    size_t begin = script.rfind(' ', at) + 1;
-    lib = script.substr(begin, end + 2 - begin);
-    if (!testutil::exists(lib) || !isArchive(lib))
-      GTEST_SKIP() << "libm.a names " << lib << ", which is not an archive";
+    size_t at = script.find("libm-"), end = script.find(".a", at);
+    if (at != std::string::npos && end != std::string::npos) {
+      size_t begin = script.rfind(' ', at) + 1;
+      lib = script.substr(begin, end + 2 - begin);
+    }
   }
+  if (lib.empty() || !exists(lib) || !isArchive(lib)) GTEST_SKIP() << "no static " << library.name;
   TempDir dir;
-  Rebuilt rebuilt;
+  std::string rebuilt;
   rebuildAndCompare(dir, lib, rebuilt);
-  if (HasFatalFailure() || IsSkipped()) return;
-  const std::string program =
-      "#include <stdio.h>\n#include <math.h>\n"
-      "int main(int argc, char **argv) {\n  (void)argv;\n"
-      "  double x = 26.0 + argc;\n"
-      "  printf(\"%.6f %.6f %.6f\\n\", cbrt(x), erf(x / 30.0), sqrt(x));\n"
-      "  return 0;\n}\n";
-  // Static: its objects call into libc's internals (cpu features for the
-  // ifunc resolvers, __frexp), which the shared libc does not export.
-  sameProgramOutput(dir, program, {"-static", "-lm"}, {"-static", rebuilt.zoltArchive});
-}
-
-TEST(SystemLibraries, LibzRebuiltLinks) {
-  std::string lib = systemLibrary("libz.a");
-  if (lib.empty() || !isArchive(lib)) GTEST_SKIP() << "no static libz.a on this machine";
-  TempDir dir;
-  Rebuilt rebuilt;
-  rebuildAndCompare(dir, lib, rebuilt);
-  if (HasFatalFailure() || IsSkipped()) return;
-  const std::string program =
-      "#include <stdio.h>\n#include <string.h>\n#include <zlib.h>\n"
-      "int main(void) {\n"
-      "  const char *s = \"hello, archive\";\n"
-      "  unsigned char packed[128], back[128];\n"
-      "  uLongf n = sizeof packed, m = sizeof back;\n"
-      "  compress(packed, &n, (const Bytef *)s, strlen(s) + 1);\n"
-      "  uncompress(back, &m, packed, n);\n"
-      "  printf(\"%lu %s %s\\n\", crc32(0, (const Bytef *)s, strlen(s)), back, zlibVersion());\n"
-      "  return 0;\n}\n";
-  sameProgramOutput(dir, program, {lib}, {rebuilt.zoltArchive});
-}
-
-TEST(SystemLibraries, Sqlite3RebuiltLinks) {
-  std::string lib = systemLibrary("libsqlite3.a");
-  if (lib.empty() || !isArchive(lib)) GTEST_SKIP() << "no static libsqlite3.a on this machine";
-  TempDir dir;
-  Rebuilt rebuilt;
-  rebuildAndCompare(dir, lib, rebuilt);
-  if (HasFatalFailure() || IsSkipped()) return;
-  const std::string program =
-      "#include <stdio.h>\n#include <sqlite3.h>\n"
-      "static int row(void *u, int n, char **v, char **c) {\n"
-      "  (void)u; (void)c; for (int i = 0; i < n; ++i) printf(\"%s\\n\", v[i]); return 0; }\n"
-      "int main(void) {\n"
-      "  sqlite3 *db;\n"
-      "  if (sqlite3_open(\":memory:\", &db) != SQLITE_OK) return 1;\n"
-      "  sqlite3_exec(db, \"select 6 * 7, upper('zolt')\", row, 0, 0);\n"
-      "  printf(\"%s\\n\", sqlite3_libversion());\n"
-      "  sqlite3_close(db);\n  return 0;\n}\n";
-  sameProgramOutput(dir, program, {lib, "-lm"}, {rebuilt.zoltArchive, "-lm"});
-}
-
-TEST(SystemLibraries, GtestRebuiltLinks) {
-  std::string lib = systemLibrary("libgtest.a");
-  if (lib.empty() || !isArchive(lib)) GTEST_SKIP() << "no static libgtest.a on this machine";
-  TempDir dir;
-  Rebuilt rebuilt;
-  rebuildAndCompare(dir, lib, rebuilt);
-  if (HasFatalFailure() || IsSkipped()) return;
-  const std::string program =
-      "#include <gtest/gtest.h>\n"
-      "TEST(Rebuilt, Works) { EXPECT_EQ(6 * 7, 42); EXPECT_STREQ(\"zolt\", \"zolt\"); }\n"
-      "int main(int argc, char **argv) {\n"
-      "  testing::InitGoogleTest(&argc, argv);\n"
-      "  int status = RUN_ALL_TESTS();\n"
-      "  printf(\"status %d, %d test(s) passed\\n\", status,\n"
-      "         testing::UnitTest::GetInstance()->successful_test_count());\n"
-      "  return status;\n}\n";
-  testutil::writeFile(dir.file("prog.cpp"), program);
-  RunResult r = testutil::run({"g++", "-c", "-o", "prog.o", "prog.cpp"}, dir.path());
+  if (testing::Test::HasFatalFailure() || testing::Test::IsSkipped()) return;
+  std::vector<std::string> systemLink = library.systemLink, rebuiltLink = library.rebuiltLink;
+  for (auto* link : {&systemLink, &rebuiltLink})
+    for (auto& a : *link) a = a == "%" ? lib : a == "@" ? rebuilt : a;
+  writeFile(dir.file(library.compiler == "gcc" ? "prog.c" : "prog.cpp"), library.program);
+  RunResult r = testutil::run({library.compiler, "-c", "-o", "prog.o",
+                               library.compiler == "gcc" ? "prog.c" : "prog.cpp"}, dir.path());
   ASSERT_EQ(r.status, 0) << r.err;
-  r = testutil::run({"g++", "-o", "prog", "prog.o", rebuilt.zoltArchive, "-lpthread"}, dir.path());
-  ASSERT_EQ(r.status, 0) << r.err;
-  RunResult ran = testutil::run({dir.file("prog"), "--gtest_brief=1"});
-  EXPECT_EQ(ran.status, 0) << ran.out;
-  EXPECT_NE(ran.out.find("status 0, 1 test(s) passed"), std::string::npos) << ran.out;
+  std::string outputs[2];
+  for (int i = 0; i < 2; ++i) {
+    std::vector<std::string> argv{library.compiler, "-o", "prog" + std::to_string(i), "prog.o"};
+    argv.insert(argv.end(), (i ? rebuiltLink : systemLink).begin(), (i ? rebuiltLink : systemLink).end());
+    r = testutil::run(argv, dir.path());
+    ASSERT_EQ(r.status, 0) << r.err;
+    r = testutil::run({dir.file("prog" + std::to_string(i))});
+    EXPECT_EQ(r.status, 0) << r.out;
+    outputs[i] = r.out;
+  }
+  EXPECT_FALSE(outputs[0].empty());
+  EXPECT_EQ(outputs[1], outputs[0]);
 }
+
+TEST(SystemLibraries, LibcRebuiltLinksStatically) { checkRebuilt(kLibraries[0]); }
+TEST(SystemLibraries, LibmRebuiltLinks) { checkRebuilt(kLibraries[1]); }
+TEST(SystemLibraries, LibzRebuiltLinks) { checkRebuilt(kLibraries[2]); }
+TEST(SystemLibraries, Sqlite3RebuiltLinks) { checkRebuilt(kLibraries[3]); }
+TEST(SystemLibraries, GtestRebuiltLinks) { checkRebuilt(kLibraries[4]); }
 
 }  // namespace

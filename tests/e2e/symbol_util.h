@@ -3,6 +3,7 @@
 // word by word, and what readelf says an object file defines.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <sstream>
@@ -12,9 +13,13 @@
 
 #include <gtest/gtest.h>
 
+#include "common/elf_util.h"
 #include "common/test_util.h"
 
 namespace e2e {
+
+using testutil::ElfSymbol;
+using testutil::readelfSymbols;
 
 // One member as it lies in the file.
 struct RawMember {
@@ -23,25 +28,16 @@ struct RawMember {
   uint64_t header = 0;  // file offset of the 60-byte header
   uint64_t size = 0;    // the size field
   std::string data;     // `size` bytes of data
-  std::string pad;      // the byte after odd-sized data, else empty
 };
 
 // Splits archive bytes into members. Fails the test on anything malformed.
 inline std::vector<RawMember> parseArchive(const std::string& bytes) {
   std::vector<RawMember> members;
-  if (bytes.compare(0, 8, "!<arch>\n") != 0) {
-    ADD_FAILURE() << "no archive magic";
-    return members;
-  }
-  uint64_t pos = 8;
-  while (pos < bytes.size()) {
-    if (pos + 60 > bytes.size()) {
-      ADD_FAILURE() << "truncated header at " << pos;
-      break;
-    }
+  EXPECT_EQ(bytes.substr(0, 8), "!<arch>\n");
+  for (uint64_t pos = 8; pos < bytes.size();) {
     std::string h = bytes.substr(pos, 60);
-    if (h.compare(58, 2, "`\n") != 0) {
-      ADD_FAILURE() << "bad header terminator at " << pos;
+    if (h.size() < 60 || h.compare(58, 2, "`\n") != 0) {
+      ADD_FAILURE() << "bad header at " << pos;
       break;
     }
     RawMember m;
@@ -50,16 +46,9 @@ inline std::vector<RawMember> parseArchive(const std::string& bytes) {
     m.uid = std::atol(h.substr(28, 6).c_str());  // GNU ar leaves it blank in "//"
     m.header = pos;
     m.size = std::stoull(h.substr(48, 10));
-    if (pos + 60 + m.size > bytes.size()) {
-      ADD_FAILURE() << "member data past the end at " << pos;
-      break;
-    }
     m.data = bytes.substr(pos + 60, m.size);
-    pos += 60 + m.size;
-    if (m.size % 2) {
-      if (pos < bytes.size()) m.pad = bytes.substr(pos, 1);
-      pos += 1;
-    }
+    EXPECT_EQ(m.data.size(), m.size) << "member data past the end at " << pos;
+    pos += 60 + m.size + m.size % 2;
     members.push_back(std::move(m));
   }
   return members;
@@ -68,13 +57,9 @@ inline std::vector<RawMember> parseArchive(const std::string& bytes) {
 // The members other than the symbol table and the name table.
 inline std::vector<RawMember> ordinaryMembers(const std::vector<RawMember>& all) {
   std::vector<RawMember> out;
-  for (size_t i = 0; i < all.size(); ++i) {
-    const std::string& f = all[i].field;
-    if (i == 0 && (f == "/" || f == "/SYM64/")) continue;
-    bool afterMap = i == 1 && (all[0].field == "/" || all[0].field == "/SYM64/");
-    if ((i == 0 || afterMap) && (f == "//" || f == "<filenames>/")) continue;
-    out.push_back(all[i]);
-  }
+  size_t i = !all.empty() && (all[0].field == "/" || all[0].field == "/SYM64/");
+  if (i < all.size() && (all[i].field == "//" || all[i].field == "<filenames>/")) ++i;
+  out.assign(all.begin() + std::min(i, all.size()), all.end());
   return out;
 }
 
@@ -88,8 +73,7 @@ inline std::string memberName(const std::vector<RawMember>& all, const RawMember
         return t.data.substr(off, t.data.find("/\n", off) - off);
       }
   }
-  if (!f.empty() && f.back() == '/') return f.substr(0, f.size() - 1);
-  return f;
+  return !f.empty() && f.back() == '/' ? f.substr(0, f.size() - 1) : f;
 }
 
 inline uint32_t bigEndian32(const std::string& s, size_t at) {
@@ -108,19 +92,14 @@ inline std::ostream& operator<<(std::ostream& os, const MapEntry& e) {
 }
 
 // Decodes the "/" member (32-bit words, big-endian). An archive without
-// one gives an empty map. Checks the layout of the member on the way: the
-// names fill the data exactly, up to one zero pad byte that the size
-// field counts.
+// one gives an empty map. The names must fill the data, up to one zero pad
+// byte that the size field counts.
 inline std::vector<MapEntry> symbolMap(const std::vector<RawMember>& all) {
   std::vector<MapEntry> map;
   if (all.empty() || all[0].field != "/") return map;
   const std::string& d = all[0].data;
-  if (d.size() < 4) {
-    ADD_FAILURE() << "symbol table shorter than its count";
-    return map;
-  }
-  uint32_t n = bigEndian32(d, 0);
-  if (4 + 4ull * n > d.size()) {
+  uint32_t n = d.size() < 4 ? 0 : bigEndian32(d, 0);
+  if (d.size() < 4 || 4 + 4ull * n > d.size()) {
     ADD_FAILURE() << "symbol table count " << n << " too large for " << d.size() << " bytes";
     return map;
   }
@@ -151,61 +130,6 @@ inline std::vector<std::pair<int, std::string>> mapByMember(const std::vector<Ra
   return out;
 }
 
-// One line of `readelf -sW` for the ".symtab" section.
-struct ElfSymbol {
-  std::string file;  // the path after "File: ", when several files were given
-  std::string bind;  // LOCAL, GLOBAL, WEAK, UNIQUE, ...
-  std::string ndx;   // UND, ABS, COM or a section number
-  std::string name;
-};
-
-// Every ".symtab" entry of the given files, in file and table order.
-inline std::vector<ElfSymbol> readelfSymbols(const std::vector<std::string>& files,
-                                             const std::string& cwd = "") {
-  std::vector<std::string> argv{"readelf", "-sW"};
-  argv.insert(argv.end(), files.begin(), files.end());
-  testutil::RunResult r = testutil::run(argv, cwd);
-  EXPECT_EQ(r.status, 0) << r.err;
-  std::vector<ElfSymbol> out;
-  std::istringstream lines(r.out);
-  std::string line, file = files.size() == 1 ? files[0] : "";
-  bool inSymtab = false;
-  while (std::getline(lines, line)) {
-    if (line.rfind("File: ", 0) == 0) {
-      file = line.substr(6);
-      continue;
-    }
-    if (line.rfind("Symbol table '", 0) == 0) {
-      inSymtab = line.rfind("Symbol table '.symtab'", 0) == 0;
-      continue;
-    }
-    if (!inSymtab) continue;
-    std::istringstream in(line);
-    std::vector<std::string> t;
-    for (std::string w; in >> w;) t.push_back(w);
-    // A value readelf has no word for reads "<OS specific>: 11" or
-    // "<unknown>: 12" (Type and Bind columns): make it one token.
-    for (size_t col = 3; col <= 4 && col < t.size(); ++col) {
-      if (t[col].front() != '<') continue;
-      size_t end = col;
-      while (end + 1 < t.size() && t[end].find(">:") == std::string::npos) ++end;
-      if (end + 1 < t.size()) ++end;  // the number
-      for (size_t k = col + 1; k <= end; ++k) t[col] += " " + t[k];
-      t.erase(t.begin() + col + 1, t.begin() + end + 1);
-    }
-    if (t.size() < 7 || t[0].back() != ':' || t[0] == "Num:") continue;
-    // Num Value Size Type Bind Vis [target notes in brackets] Ndx [Name]
-    size_t i = 6;
-    if (t[i].front() == '[') {
-      while (i < t.size() && t[i].back() != ']') ++i;
-      ++i;
-    }
-    if (i >= t.size()) continue;
-    out.push_back({file, t[4], t[i], i + 1 < t.size() ? t[i + 1] : ""});
-  }
-  return out;
-}
-
 // What the archive takes from one object by readelf's account: global or
 // weak, and not undefined (so sections, ABS and COM all count).
 inline std::vector<std::string> readelfDefinitions(const std::string& path) {
@@ -220,6 +144,21 @@ inline std::vector<std::string> lines(const std::string& text) {
   std::istringstream in(text);
   for (std::string l; std::getline(in, l);) out.push_back(l);
   return out;
+}
+
+// The "s" listing lines for `names`, and the names back from such lines.
+inline std::string symbolLines(const std::vector<std::string>& names) {
+  std::string out;
+  for (const auto& n : names) out += "  ==>  symbol defined: '" + n + "'\n";
+  return out;
+}
+inline std::vector<std::string> printedSymbols(const std::string& out) {
+  std::vector<std::string> names;
+  const std::string head = "  ==>  symbol defined: '";
+  for (const auto& l : lines(out))
+    if (l.rfind(head, 0) == 0 && l.back() == '\'')
+      names.push_back(l.substr(head.size(), l.size() - head.size() - 1));
+  return names;
 }
 
 }  // namespace e2e

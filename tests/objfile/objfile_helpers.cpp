@@ -1,9 +1,7 @@
 #include "objfile_helpers.h"
 
-#include <cctype>
 #include <cstdio>
 #include <ostream>
-#include <sstream>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -78,27 +76,13 @@ void PrintTo(const SymbolRow& row, std::ostream* out) {
 }
 
 std::vector<SymbolRow> readelfSymbols(const std::string& path) {
-  testutil::RunResult r = testutil::run({"readelf", "-sW", path});
-  EXPECT_EQ(r.status, 0) << r.err;
   std::vector<SymbolRow> rows;
-  std::istringstream lines(r.out);
-  std::string line;
-  bool inSymtab = false;
-  while (std::getline(lines, line)) {
-    if (line.rfind("Symbol table '", 0) == 0) {
-      inSymtab = line.find("'.symtab'") != std::string::npos;
-      continue;
-    }
-    std::istringstream fields(line);
-    std::string num, value, size, type, bind, vis, ndx, name;
-    if (!inSymtab || !(fields >> num >> value >> size >> type >> bind >> vis >> ndx)) continue;
-    if (num.size() < 2 || num.back() != ':' || !std::isdigit(static_cast<unsigned char>(num[0])))
-      continue;
-    fields >> name;
+  for (const auto& s : testutil::readelfSymbols({path})) {
+    int type = typeOf(s.type);
     // readelf shows a section symbol under its section's name; the entry
     // itself has none.
-    if (type == "SECTION") name.clear();
-    rows.push_back({name, kindOf(ndx), bindingOf(bind), typeOf(type)});
+    rows.push_back({type == OFE::OF_SYMBOL_TYPE_SECTION ? "" : s.name, kindOf(s.ndx),
+                    bindingOf(s.bind), type});
   }
   return rows;
 }
@@ -126,112 +110,6 @@ std::vector<SymbolRow> librarySymbols(OFE::OBJECT_FILE* object) {
     rows.push_back({name, s->get_kind(), s->get_binding(), type});
   }
   return rows;
-}
-
-ElfImage::ElfImage(std::string bytes) : bytes_(std::move(bytes)) {
-  if (bytes_.size() < 64) throw std::runtime_error("not an ELF image");
-  is64_ = bytes_[4] == 2;
-  big_ = bytes_[5] == 2;
-}
-
-uint64_t ElfImage::get(size_t offset, unsigned width) const {
-  uint64_t value = 0;
-  for (unsigned i = 0; i < width; ++i) {
-    uint8_t b = static_cast<uint8_t>(bytes_.at(offset + i));
-    value |= uint64_t{b} << (big_ ? 8 * (width - 1 - i) : 8 * i);
-  }
-  return value;
-}
-
-void ElfImage::put(size_t offset, unsigned width, uint64_t value) {
-  for (unsigned i = 0; i < width; ++i) {
-    unsigned shift = big_ ? 8 * (width - 1 - i) : 8 * i;
-    bytes_.at(offset + i) = static_cast<char>(value >> shift);
-  }
-}
-
-std::pair<size_t, unsigned> ElfImage::headerField(const std::string& field) const {
-  if (field == "e_shoff") return is64_ ? std::pair<size_t, unsigned>{40, 8} : std::pair<size_t, unsigned>{32, 4};
-  const size_t base = is64_ ? 58 : 46;  // e_shentsize
-  if (field == "e_shentsize") return {base, 2};
-  if (field == "e_shnum") return {base + 2, 2};
-  if (field == "e_shstrndx") return {base + 4, 2};
-  throw std::runtime_error("unknown header field " + field);
-}
-
-uint64_t ElfImage::header(const std::string& field) const {
-  auto [offset, width] = headerField(field);
-  return get(offset, width);
-}
-
-void ElfImage::setHeader(const std::string& field, uint64_t value) {
-  auto [offset, width] = headerField(field);
-  put(offset, width, value);
-}
-
-std::pair<size_t, unsigned> ElfImage::sectionField(const std::string& field) const {
-  static const char* const kNames[] = {"sh_name", "sh_type", "sh_flags", "sh_addr", "sh_offset",
-                                       "sh_size", "sh_link", "sh_info", "sh_addralign", "sh_entsize"};
-  static const unsigned kWidths32[] = {4, 4, 4, 4, 4, 4, 4, 4, 4, 4};
-  static const unsigned kWidths64[] = {4, 4, 8, 8, 8, 8, 4, 4, 8, 8};
-  size_t offset = 0;
-  for (int i = 0; i < 10; ++i) {
-    unsigned width = is64_ ? kWidths64[i] : kWidths32[i];
-    if (field == kNames[i]) return {offset, width};
-    offset += width;
-  }
-  throw std::runtime_error("unknown section field " + field);
-}
-
-size_t ElfImage::sectionHeaderOffset(uint32_t index) const {
-  return header("e_shoff") + size_t{index} * header("e_shentsize");
-}
-
-uint64_t ElfImage::section(uint32_t index, const std::string& field) const {
-  auto [offset, width] = sectionField(field);
-  return get(sectionHeaderOffset(index) + offset, width);
-}
-
-void ElfImage::setSection(uint32_t index, const std::string& field, uint64_t value) {
-  auto [offset, width] = sectionField(field);
-  put(sectionHeaderOffset(index) + offset, width, value);
-}
-
-long ElfImage::findSection(const std::string& name) const {
-  const uint64_t names = section(static_cast<uint32_t>(header("e_shstrndx")), "sh_offset");
-  for (uint32_t i = 0; i < header("e_shnum"); ++i) {
-    if (bytes_.c_str() + names + section(i, "sh_name") == name) return i;
-  }
-  return -1;
-}
-
-std::pair<size_t, unsigned> ElfImage::symbolField(const std::string& field) const {
-  if (field == "st_name") return {0, 4};
-  if (field == "st_info") return {is64_ ? 4u : 12u, 1};
-  if (field == "st_shndx") return {is64_ ? 6u : 14u, 2};
-  throw std::runtime_error("unknown symbol field " + field);
-}
-
-size_t ElfImage::symbolOffset(uint32_t index) const {
-  long symtab = findSection(".symtab");
-  if (symtab < 0) throw std::runtime_error("no .symtab");
-  uint32_t s = static_cast<uint32_t>(symtab);
-  return section(s, "sh_offset") + size_t{index} * section(s, "sh_entsize");
-}
-
-uint64_t ElfImage::symbol(uint32_t index, const std::string& field) const {
-  auto [offset, width] = symbolField(field);
-  return get(symbolOffset(index) + offset, width);
-}
-
-void ElfImage::setSymbol(uint32_t index, const std::string& field, uint64_t value) {
-  auto [offset, width] = symbolField(field);
-  put(symbolOffset(index) + offset, width, value);
-}
-
-uint32_t ElfImage::symbolCount() const {
-  uint32_t s = static_cast<uint32_t>(findSection(".symtab"));
-  return static_cast<uint32_t>(section(s, "sh_size") / section(s, "sh_entsize"));
 }
 
 }  // namespace objtest

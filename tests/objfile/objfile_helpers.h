@@ -1,17 +1,19 @@
 // Helpers for the object-file tests: objects compiled at test time, opened
-// through the library, listed the way readelf lists them, and patched.
+// through the library, and listed the way readelf lists them.
 #pragma once
 
-#include <cstdint>
 #include <iosfwd>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "common/elf_util.h"
 #include "objfile/elf_file.h"
 #include "objfile/object_file.h"
 
 namespace objtest {
+
+using testutil::ElfImage;
 
 // A compiler invocation that makes an object of one ELF flavour.
 struct Target {
@@ -61,40 +63,5 @@ private:
 
 // Walks the object's symbol table as the archiver does.
 std::vector<SymbolRow> librarySymbols(OFE::OBJECT_FILE* object);
-
-// A byte image of an ELF file with field access in its own class and order.
-class ElfImage {
-public:
-  explicit ElfImage(std::string bytes);
-  std::string& bytes() { return bytes_; }
-  bool is64() const { return is64_; }
-
-  uint64_t get(size_t offset, unsigned width) const;
-  void put(size_t offset, unsigned width, uint64_t value);
-
-  // File header fields by name: "e_shoff", "e_shnum", "e_shentsize", "e_shstrndx".
-  uint64_t header(const std::string& field) const;
-  void setHeader(const std::string& field, uint64_t value);
-  // Offset of section header `index` and of one of its fields by name.
-  size_t sectionHeaderOffset(uint32_t index) const;
-  uint64_t section(uint32_t index, const std::string& field) const;
-  void setSection(uint32_t index, const std::string& field, uint64_t value);
-  // Index of the section with that name (through e_shstrndx), or -1.
-  long findSection(const std::string& name) const;
-  // Symbol entry fields of the ".symtab": "st_info", "st_shndx", "st_name".
-  size_t symbolOffset(uint32_t index) const;
-  uint64_t symbol(uint32_t index, const std::string& field) const;
-  void setSymbol(uint32_t index, const std::string& field, uint64_t value);
-  uint32_t symbolCount() const;
-
-private:
-  std::pair<size_t, unsigned> headerField(const std::string& field) const;
-  std::pair<size_t, unsigned> sectionField(const std::string& field) const;
-  std::pair<size_t, unsigned> symbolField(const std::string& field) const;
-
-  std::string bytes_;
-  bool is64_;
-  bool big_;
-};
 
 }  // namespace objtest

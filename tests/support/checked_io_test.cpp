@@ -5,21 +5,12 @@
 
 #include <string>
 
-#include "DIAG/child_capture.h"
 #include "DIAG/diag.h"
 #include "common/test_util.h"
 #include "support/checked_io.h"
 
+using testutil::appError;
 using testutil::inChild;
-
-namespace {
-
-// An application error as printed when the line is wide enough not to wrap.
-std::string appError(const std::string& text) {
-  return "DIAG/user_msg_api:175:internal error #99924: (" + text + ")\n";
-}
-
-}  // namespace
 
 TEST(CheckedIo, NullStreamsAndBadArguments) {
   auto r = inChild([] {
@@ -55,12 +46,6 @@ TEST(CheckedIo, NullStreamsAndBadArguments) {
                        appError("pfwrite called with a NULL FILE pointer") +
                        appError("pfseek called with SEEK_SET, but offset is negative") +
                        appError("pfseeko called with SEEK_SET, but offset is negative"));
-}
-
-TEST(CheckedIo, WrappedReportWithDefaults) {
-  auto r = inChild([] { pfread(nullptr, 1, 1, nullptr); });
-  EXPECT_EQ(r.err, "DIAG/user_msg_api:175:internal error #99924: (pfread called with a NULL buffer\n"
-                   "   pointer)\n");
 }
 
 TEST(CheckedIo, FailingTellAndSeekOnAPipe) {

@@ -1,53 +1,27 @@
 #include "support/fatal_signal.h"
 
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
-#include <functional>
+#include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "DIAG/user_msg_api.h"
+#include "common/test_util.h"
+
 namespace {
 
-struct ChildResult {
-  int status;
-  std::string err;
-};
-
-// Runs `body` in a child with its standard error captured.
-ChildResult inChild(const std::function<void()>& body) {
-  int fds[2];
-  if (pipe(fds) != 0) return {-1, ""};
-  std::fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    dup2(fds[1], 2);
-    close(fds[0]);
-    body();
-    _exit(99);
-  }
-  close(fds[1]);
-  std::string err;
-  char buf[4096];
-  ssize_t n;
-  while ((n = read(fds[0], buf, sizeof buf)) > 0) err.append(buf, static_cast<size_t>(n));
-  close(fds[0]);
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), err};
-}
+using testutil::inChild;
+using testutil::RunResult;
 
 const char* toolName = "bin/zolt";
-int hookSignal = 0;
 
 void handler(int signo) { fatal_signal(signo, toolName, nullptr); }
 
 void hook(int signo) {
-  hookSignal = signo;
   std::fprintf(stderr, "[hook %d]", signo);
 }
 
@@ -63,52 +37,36 @@ const std::string kAdvice =
     "test case including ALL of the command-line options.\n"
     "\n";
 
-TEST(FatalSignal, FaultsEndWithTheInternalErrorReportAndStatusTwo) {
-  ChildResult r = inChild([] {
-    install_fatal_handler(handler, nullptr);
-    raise_fatal(SIGSEGV);
-  });
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err, "\nINTERNAL ERROR: bin/zolt experienced a segmentation fault\n\n" + kAdvice);
-
-  r = inChild([] {
-    install_fatal_handler(handler, hook);
-    std::abort();
-  });
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err, "\nINTERNAL ERROR: bin/zolt had an internal inconsistency and aborted\n\n" +
-                       kAdvice + "[hook 6]");
-
-  r = inChild([] {
-    install_fatal_handler(handler, nullptr);
-    std::raise(SIGBUS);
-  });
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err, "\nINTERNAL ERROR: bin/zolt experienced a fatal internal fault\n\n" + kAdvice);
-}
-
-TEST(FatalSignal, InterruptAndTerminateAreShortAndRunTheHookFirst) {
-  ChildResult r = inChild([] {
-    install_fatal_handler(handler, hook);
-    std::raise(SIGINT);
-  });
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err, "[hook 2][bin/zolt forced exit]\n");
-  r = inChild([] {
-    install_fatal_handler(handler, nullptr);
-    std::raise(SIGQUIT);
-  });
-  EXPECT_EQ(r.err, "[bin/zolt forced exit]\n");
-  r = inChild([] {
-    install_fatal_handler(handler, nullptr);
-    std::raise(SIGTERM);
-  });
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err, "[bin/zolt received a terminate signal]\n");
+TEST(FatalSignal, EachSignalHasItsReportAndStatusTwo) {
+  const std::string internal = "\nINTERNAL ERROR: bin/zolt ";
+  struct Case {
+    void (*fire)();
+    bool withHook;
+    std::string err;
+  };
+  const Case cases[] = {
+      {[] { raise_fatal(SIGSEGV); }, false,
+       internal + "experienced a segmentation fault\n\n" + kAdvice},
+      {[] { std::abort(); }, true,
+       internal + "had an internal inconsistency and aborted\n\n" + kAdvice + "[hook 6]"},
+      {[] { std::raise(SIGBUS); }, false, internal + "experienced a fatal internal fault\n\n" + kAdvice},
+      // Interrupt and terminate are short, and run the hook first.
+      {[] { std::raise(SIGINT); }, true, "[hook 2][bin/zolt forced exit]\n"},
+      {[] { std::raise(SIGQUIT); }, false, "[bin/zolt forced exit]\n"},
+      {[] { std::raise(SIGTERM); }, false, "[bin/zolt received a terminate signal]\n"},
+  };
+  for (const Case& c : cases) {
+    RunResult r = inChild([&] {
+      install_fatal_handler(handler, c.withHook ? hook : nullptr);
+      c.fire();
+    });
+    EXPECT_EQ(r.status, 2) << c.err;
+    EXPECT_EQ(r.err, c.err);
+  }
 }
 
 TEST(FatalSignal, DetailLineAndUnknownNames) {
-  ChildResult r = inChild([] { fatal_signal(SIGFPE, nullptr, "detail %d", 42); });
+  RunResult r = inChild([] { fatal_signal(SIGFPE, nullptr, "detail %d", 42); });
   EXPECT_EQ(r.status, 2);
   // The detail format passes the same plausibility test as the name.
   EXPECT_EQ(r.err, "\nINTERNAL ERROR: unknown received a floating point exception\n"
@@ -118,7 +76,7 @@ TEST(FatalSignal, DetailLineAndUnknownNames) {
 }
 
 TEST(FatalSignal, FileSizeLimitIsIgnoredSoWritesFail) {
-  ChildResult r = inChild([] {
+  RunResult r = inChild([] {
     install_fatal_handler(handler, nullptr);
     std::raise(SIGXFSZ);
     std::fputs("survived", stderr);
@@ -126,6 +84,18 @@ TEST(FatalSignal, FileSizeLimitIsIgnoredSoWritesFail) {
   });
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.err, "survived");
+}
+
+TEST(FatalSignal, DieEndsInTheHandlerWithoutExitHandlers) {
+  RunResult r = inChild([] {
+    install_fatal_handler(handler, nullptr);
+    std::atexit([] { std::fputs("exit handler ran\n", stderr); });
+    user_msg_die(user_msg_reporter(), "OF_MACHINE::flags", "Not an ELF section");
+  });
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "DIAG/user_msg_api:213:internal fatal error #99926: (OF_MACHINE::flags: Not an\n"
+                   "   ELF section)\n\nINTERNAL ERROR: bin/zolt had an internal inconsistency and aborted\n\n" +
+                       kAdvice);
 }
 
 }  // namespace

@@ -20,36 +20,24 @@ std::string take(char* allocated) {
   return s;
 }
 
-struct Split {
-  std::string dir, base, ext;
-};
-
-Split split(const char* path) {
-  const char *d, *b, *e;
-  splitPath(path, &d, &b, &e);
-  return {d, b, e};
-}
-
 TEST(Paths, SplitPathCutsDirectoryBaseAndExtension) {
-  Split s = split("lib/sub\\x.tar.o");
-  EXPECT_EQ(s.dir, "lib\\sub\\");
-  EXPECT_EQ(s.base, "x.tar");
-  EXPECT_EQ(s.ext, "o");
-  s = split("a.");
-  EXPECT_EQ(s.base, "a.");  // a trailing dot stays with the base
-  EXPECT_EQ(s.ext, "");
-  s = split("dir.d/lib");
-  EXPECT_EQ(s.dir, "dir.d\\");
-  EXPECT_EQ(s.base, "lib");
-  EXPECT_EQ(s.ext, "");
-  s = split("c:x.o");
-  EXPECT_EQ(s.dir, "c:");
-  EXPECT_EQ(s.base, "x");
-  s = split("");
-  EXPECT_EQ(s.dir + s.base + s.ext, "");
-  std::string longName(600, 'n');
-  s = split(longName.c_str());
-  EXPECT_EQ(s.base.size(), 499u);
+  const std::string longName(600, 'n');
+  struct Case {
+    std::string path, dir, base, ext;
+  };
+  const Case cases[] = {
+      {"lib/sub\\x.tar.o", "lib\\sub\\", "x.tar", "o"},
+      {"a.", "", "a.", ""},  // a trailing dot stays with the base
+      {"dir.d/lib", "dir.d\\", "lib", ""},
+      {"c:x.o", "c:", "x", "o"},
+      {"", "", "", ""},
+      {longName, "", longName.substr(0, 499), ""},
+  };
+  for (const Case& c : cases) {
+    const char *d, *b, *e;
+    splitPath(c.path.c_str(), &d, &b, &e);
+    EXPECT_EQ(std::string(d) + "|" + b + "|" + e, c.dir + "|" + c.base + "|" + c.ext) << c.path;
+  }
 }
 
 TEST(Paths, JoinPathPicksTheSeparatorFromTheDirectory) {
@@ -64,25 +52,22 @@ TEST(Paths, JoinPathPicksTheSeparatorFromTheDirectory) {
 }
 
 TEST(Paths, DefaultExtensionOnlyWhereTheLastComponentHasNone) {
-  char path[64];
-  std::strcpy(path, "mylib");
-  defaultExtension(path, ".lib", false);
-  EXPECT_STREQ(path, "mylib.lib");
-  std::strcpy(path, "my.lib.a");
-  defaultExtension(path, ".lib", false);
-  EXPECT_STREQ(path, "my.lib.a");
-  std::strcpy(path, "dir.d/lib");
-  defaultExtension(path, ".lib", false);
-  EXPECT_STREQ(path, "dir.d/lib.lib");
-  std::strcpy(path, "dir.d\\lib");
-  defaultExtension(path, "lib", false);
-  EXPECT_STREQ(path, "dir.d\\lib.lib");
-  std::strcpy(path, "x.old");
-  defaultExtension(path, ".new", true);
-  EXPECT_STREQ(path, "x.new");
-  std::strcpy(path, "x.old");
-  defaultExtension(path, "", true);
-  EXPECT_STREQ(path, "x");
+  struct Case {
+    const char *path, *extension;
+    bool force;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"mylib", ".lib", false, "mylib.lib"},         {"my.lib.a", ".lib", false, "my.lib.a"},
+      {"dir.d/lib", ".lib", false, "dir.d/lib.lib"}, {"dir.d\\lib", "lib", false, "dir.d\\lib.lib"},
+      {"x.old", ".new", true, "x.new"},              {"x.old", "", true, "x"},
+  };
+  for (const Case& c : cases) {
+    char path[64];
+    std::strcpy(path, c.path);
+    defaultExtension(path, c.extension, c.force);
+    EXPECT_STREQ(path, c.expected) << c.path;
+  }
 }
 
 TEST(Paths, BaseNameAndCaseInsensitiveComparison) {

@@ -4,20 +4,12 @@
 
 #include <string>
 
-#include "DIAG/child_capture.h"
 #include "DIAG/diag.h"
 #include "common/test_util.h"
 #include "support/xml_writer.h"
 
+using testutil::appError;
 using testutil::inChild;
-
-namespace {
-
-std::string appError(const std::string& text) {
-  return "DIAG/user_msg_api:175:internal error #99924: (" + text + ")\n";
-}
-
-}  // namespace
 
 TEST(XmlWriter, ElementsAttributesAndContent) {
   testutil::TempDir dir;
