@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "archiver/archive_format.h"
@@ -174,10 +176,29 @@ void writeMemberHeader(Archive& archive, const HeaderRecord& record) {
       reportArchiveError(archive, NameTableTooLarge, "Archive file name table too large");
     uid = static_cast<int>(record.nameOffset);
   }
-  int written = std::fprintf(outputFile(archive), "%-16s%-12ld%-6d%-6d%-8o%-10ld%-2s",
-                             headerNameField(archive, record), static_cast<long>(record.date),
-                             uid, 0, 0u, static_cast<long>(record.size), "`\n");
-  if (written != static_cast<int>(kHeaderSize))
+  // The bytes of "%-16s%-12ld%-6d%-6d%-8o%-10ld%-2s", built by hand: a
+  // field too long for its width pushes the rest along, as printf would,
+  // and the header is then refused.
+  std::string header;
+  header.reserve(kHeaderSize + 16);
+  auto field = [&header](std::string_view text, size_t width) {
+    header.append(text);
+    if (text.size() < width) header.append(width - text.size(), ' ');
+  };
+  auto number = [&field](long value, size_t width, int base) {
+    char digits[24];
+    char* end = std::to_chars(digits, digits + sizeof digits, value, base).ptr;
+    field(std::string_view(digits, static_cast<size_t>(end - digits)), width);
+  };
+  field(headerNameField(archive, record), 16);
+  number(record.date, 12, 10);
+  number(uid, 6, 10);
+  number(0, 6, 10);
+  number(0, 8, 8);
+  number(record.size, 10, 10);
+  field("`\n", 2);
+  if (header.size() != kHeaderSize ||
+      std::fwrite(header.data(), 1, header.size(), outputFile(archive)) != header.size())
     reportArchiveError(archive, WriteError, "Cannot write archive: '%s'", archive.finalPath);
 }
 
