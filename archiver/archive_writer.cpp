@@ -27,7 +27,7 @@ bool exitHookInstalled = false;
 // Buffers sized for the disk: members are copied in blocks of 64 KiB, the
 // new archive is written 1 MiB at a time, and members of 1 MiB or more are
 // copied by the kernel.
-constexpr size_t kCopyBlock = 64 * 1024;
+constexpr size_t kCopyBlock = size_t{64} * 1024;
 constexpr size_t kOutputBuffer = 1 << 20;
 constexpr int32_t kKernelCopyThreshold = 1 << 20;
 

@@ -43,10 +43,8 @@ bool existingFileStatus(const char* path, FileStatus& status) {
   bool trailing = end != host.size() - 1;
   struct stat st;
   if (stat(trailing ? host.substr(0, end + 1).c_str() : host.c_str(), &st) != 0) return false;
-  if (!trailing)
-    takeStatus(st, status);
-  else if (stat(host.c_str(), &st) == 0)
-    takeStatus(st, status);
+  // With trailing separators the path as given is examined once more.
+  if (!trailing || stat(host.c_str(), &st) == 0) takeStatus(st, status);
   return true;
 }
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr size_t kWindowSize = 64 * 1024;
+constexpr size_t kWindowSize = size_t{64} * 1024;
 
 std::vector<std::unique_ptr<STREAM_HANDLE>>& table() {
   static std::vector<std::unique_ptr<STREAM_HANDLE>> handles = [] {

@@ -29,7 +29,7 @@ STREAM_HANDLE* stream_stderr();
 // Opens `path` with the stdio `mode`; null when the open fails (errno set).
 // Backslashes in the path are taken as separators. Streams get a buffer of
 // `buffer_size` bytes.
-STREAM_HANDLE* stream_open(const char* path, const char* mode, size_t buffer_size = 64 * 1024);
+STREAM_HANDLE* stream_open(const char* path, const char* mode, size_t buffer_size = size_t{64} * 1024);
 
 // Wraps a stream that is already open; the handle takes ownership.
 STREAM_HANDLE* stream_adopt(FILE* stream, const char* name, const char* mode);
