@@ -25,22 +25,28 @@ constexpr MACHINE_FAMILY kFamilies[] = {
 
 }  // namespace
 
-uint32_t machine_family_from_elf(uint16_t e_machine) {
+namespace {
+
+// The family whose `field` equals `value`, from the one table above.
+template <typename Field>
+uint32_t family_where(Field MACHINE_FAMILY::*field, Field value) {
   for (const MACHINE_FAMILY& f : kFamilies)
-    if (f.e_machine == e_machine) return f.family;
+    if (f.*field == value) return f.family;
   return MACHINE_FAMILY_NONE;
+}
+
+}  // namespace
+
+uint32_t machine_family_from_elf(uint16_t e_machine) {
+  return family_where(&MACHINE_FAMILY::e_machine, e_machine);
 }
 
 uint32_t machine_family_from_coff_magic(uint16_t magic) {
-  for (const MACHINE_FAMILY& f : kFamilies)
-    if (f.coff_magic == magic) return f.family;
-  return MACHINE_FAMILY_NONE;
+  return family_where(&MACHINE_FAMILY::coff_magic, magic);
 }
 
 uint32_t machine_family_from_coff_target(uint16_t target) {
-  for (const MACHINE_FAMILY& f : kFamilies)
-    if (f.coff_target == target) return f.family;
-  return MACHINE_FAMILY_NONE;
+  return family_where(&MACHINE_FAMILY::coff_target, target);
 }
 
 uint16_t elf_machine_from_family(uint32_t family) {
