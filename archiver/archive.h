@@ -77,6 +77,10 @@ bool isArchive(Archive& archive);
 void loadSpecialMembers(Archive& archive, bool loadSymbols);
 void loadMembers(Archive& archive);
 ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset);
+// Reads the whole data of a member of the archive being read (member.size
+// bytes at member.dataOffset) without moving its stream; false when the
+// archive does not hold them all.
+bool readMemberData(Archive& archive, const ArchiveMember& member, void* buffer);
 // The name of a member from its 16-character header field and, for the
 // QvLongName layout, its uid.
 const char* decodeMemberName(Archive& archive, std::string_view field, long uid);

@@ -96,6 +96,19 @@ void loadSymbolTable(Archive& archive, const ArchiveMember& table) {
 
 }  // namespace
 
+bool readMemberData(Archive& archive, const ArchiveMember& member, void* buffer) {
+  auto* out = static_cast<uint8_t*>(buffer);
+  size_t want = member.size > 0 ? static_cast<size_t>(member.size) : 0;
+  size_t done = 0;
+  // The read-ahead window hands out what it holds; ask again for the rest.
+  while (done < want) {
+    int64_t got = readAt(archive, member.dataOffset + done, out + done, want - done);
+    if (got <= 0) return false;
+    done += static_cast<size_t>(got);
+  }
+  return true;
+}
+
 // The member name from the 16-character field (rules of the three layouts).
 const char* decodeMemberName(Archive& archive, std::string_view field, long uid) {
   std::string_view text = field;

@@ -323,6 +323,20 @@ void writeSmallFileMember(Archive& archive, ArchiveMember& member, const HeaderR
     reportArchiveError(archive, WriteError, "Error writing archive");
 }
 
+// A small member of the old archive, read through the input's read-ahead
+// window: no seek of its stream, so no system call for most members.
+void writeSmallOldMember(Archive& archive, ArchiveMember& member, const HeaderRecord& record) {
+  static std::vector<char> bytes;
+  size_t size = static_cast<size_t>(member.size);
+  bytes.resize(size + 1);
+  bool ok = readMemberData(archive, member, bytes.data());
+  writeMemberHeader(archive, record);
+  if (!ok) reportArchiveError(archive, DataReadError, "Error writing archive");
+  if (size % 2) bytes[size++] = '\n';
+  if (std::fwrite(bytes.data(), 1, size, outputFile(archive)) != size)
+    reportArchiveError(archive, WriteError, "Error writing archive");
+}
+
 }  // namespace
 
 void writeMember(Archive& archive, ArchiveMember& member) {
@@ -331,8 +345,11 @@ void writeMember(Archive& archive, ArchiveMember& member) {
     writeMemberHeader(archive, record);
     return;
   }
-  if (member.sourcePath && member.size < kKernelCopyThreshold) {
-    writeSmallFileMember(archive, member, record);
+  if (member.size < kKernelCopyThreshold) {
+    if (member.sourcePath)
+      writeSmallFileMember(archive, member, record);
+    else
+      writeSmallOldMember(archive, member, record);
     return;
   }
   STREAM_HANDLE* source = nullptr;
