@@ -10,6 +10,7 @@
 
 #include "archiver/archive_format.h"
 #include "objfile/object_file.h"
+#include "objfile/symbol_scan.h"
 #include "support/fatal_signal.h"
 #include "support/host_path.h"
 #include "support/paths.h"
@@ -55,19 +56,63 @@ namespace {
 // system calls.
 constexpr int32_t kInMemoryLimit = 1 << 20;
 
-// A read-only stream over the first `size` bytes of the file at `path`, in
-// memory when the file is small; null when it cannot be opened.
-STREAM_HANDLE* openMemberFile(const char* path, int32_t size, std::vector<uint8_t>& bytes) {
-  if (size > kInMemoryLimit) return openFile(path, "rb");
-  int fd = open(hostPath(path).c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return nullptr;
-  bytes.resize(static_cast<size_t>(size > 0 ? size : 1));
-  ssize_t got = size > 0 ? read(fd, bytes.data(), static_cast<size_t>(size)) : 0;
-  close(fd);
-  // Nothing read (a directory, say): the ordinary open decides.
-  if (got <= 0) return openFile(path, "rb");
-  FILE* memory = fmemopen(bytes.data(), static_cast<size_t>(got), "rb");
-  return memory ? stream_adopt(memory, path, "rb") : openFile(path, "rb");
+// A read-only stream over the first `length` bytes in memory, named `name`;
+// null when the C library cannot make one.
+STREAM_HANDLE* adoptMemory(std::vector<uint8_t>& bytes, size_t length, const char* name) {
+  FILE* memory = length > 0 ? fmemopen(bytes.data(), length, "rb") : nullptr;
+  return memory ? stream_adopt(memory, name, "rb") : nullptr;
+}
+
+// A member's data as the symbol pass sees it: read whole into memory when
+// it is small, otherwise a stream to read it from.
+struct MemberData {
+  size_t held = 0;                  // bytes in memory, when read whole
+  STREAM_HANDLE* stream = nullptr;  // a stream of its own, closed after use
+};
+
+// A small member file is read with one call; a large one, or one that gives
+// nothing (a directory, say), is opened as a stream and the ordinary reads
+// decide. False when the file cannot be opened at all.
+bool openMemberFile(const char* path, int32_t size, std::vector<uint8_t>& bytes, MemberData& data) {
+  if (size <= kInMemoryLimit) {
+    int fd = open(hostPath(path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    bytes.resize(static_cast<size_t>(size > 0 ? size : 1));
+    ssize_t got = size > 0 ? read(fd, bytes.data(), static_cast<size_t>(size)) : 0;
+    close(fd);
+    if (got > 0) {
+      data.held = static_cast<size_t>(got);
+      return true;
+    }
+  }
+  data.stream = openFile(path, "rb");
+  return data.stream != nullptr;
+}
+
+// A small member of the old archive is read through the archive's
+// read-ahead window: seeking the archive's stream for every member would
+// cost system calls. A large one, or one not all there, is left to the
+// archive's own stream.
+void readOldMember(Archive& archive, const ArchiveMember& member, std::vector<uint8_t>& bytes,
+                   MemberData& data) {
+  if (member.size < 1 || member.size > kInMemoryLimit) return;
+  bytes.resize(static_cast<size_t>(member.size));
+  if (readMemberData(archive, member, bytes.data())) data.held = bytes.size();
+}
+
+// The symbols of a member read whole, straight from its bytes when the
+// object is plain; false when the object reader must be asked.
+bool scanMemberSymbols(Archive& archive, ArchiveMember& member, const std::vector<uint8_t>& bytes,
+                       size_t held) {
+  static std::vector<OFE::SCANNED_SYMBOL> symbols;
+  // A file that shrank since it was measured reads as zeros past its end:
+  // the object reader knows how.
+  if (held != static_cast<size_t>(member.size) || !OFE::scan_symbols(bytes.data(), held, symbols))
+    return false;
+  for (const OFE::SCANNED_SYMBOL& symbol : symbols)
+    if (isArchiveSymbol(symbol.binding, symbol.kind))
+      appendSymbol(archive, &member, zone_strdup(&archive.zone, symbol.name));
+  return true;
 }
 
 }  // namespace
@@ -78,24 +123,33 @@ void collectSymbols(Archive& archive, uint32_t nameTableLength) {
   archive.symbolTableBytes = 0;
   std::vector<uint8_t> memberBytes;
   for (ArchiveMember* m = archive.members; m; m = m->next) {
-    STREAM_HANDLE* source = nullptr;
-    STREAM_HANDLE* data;
+    MemberData data;
     if (m->sourcePath) {
-      source = openMemberFile(m->sourcePath, m->size, memberBytes);
-      if (!source) reportArchiveError(archive, OpenError, "Cannot open file: '%s'", m->sourcePath);
-      data = source;
+      if (!openMemberFile(m->sourcePath, m->size, memberBytes, data))
+        reportArchiveError(archive, OpenError, "Cannot open file: '%s'", m->sourcePath);
     } else {
-      data = archive.input;
-      if (!data || !data->stream ||
-          fseeko(data->stream, static_cast<off_t>(m->dataOffset), SEEK_SET) != 0)
+      readOldMember(archive, *m, memberBytes, data);
+    }
+    if (m->size < 1 || (data.held > 0 && scanMemberSymbols(archive, *m, memberBytes, data.held))) {
+      if (data.stream) closeFile(data.stream);
+      continue;
+    }
+    if (data.held > 0) {
+      data.stream = adoptMemory(memberBytes, data.held, m->sourcePath ? m->sourcePath : archive.path);
+      if (!data.stream && m->sourcePath && !(data.stream = openFile(m->sourcePath, "rb")))
+        reportArchiveError(archive, OpenError, "Cannot open file: '%s'", m->sourcePath);
+    }
+    STREAM_HANDLE* stream = data.stream;
+    if (!stream) {
+      stream = archive.input;
+      if (!stream || !stream->stream ||
+          fseeko(stream->stream, static_cast<off_t>(m->dataOffset), SEEK_SET) != 0)
         reportArchiveError(archive, DataReadError, "Cannot read file: '%s'", archive.path);
     }
     // Only one object exists at a time: made, read and destroyed per member.
-    OFE::OBJECT_FILE* object =
-        m->size < 1 ? nullptr
-                    : OFE::create_object_file(data, static_cast<uint64_t>(m->size), 0, nullptr);
+    OFE::OBJECT_FILE* object = OFE::create_object_file(stream, static_cast<uint64_t>(m->size), 0, nullptr);
     if (object) gatherMemberSymbols(archive, *m, *object);
-    if (source) closeFile(source);
+    if (data.stream) closeFile(data.stream);
     delete object;
   }
   if (archive.symbolTableBytes == 0) return;
