@@ -13,6 +13,7 @@
 namespace {
 
 constexpr size_t kWindowSize = size_t{64} * 1024;
+constexpr size_t kSmallWindow = size_t{4} * 1024;
 
 std::vector<std::unique_ptr<STREAM_HANDLE>>& table() {
   static std::vector<std::unique_ptr<STREAM_HANDLE>> handles = [] {
@@ -108,12 +109,17 @@ int64_t stream_pread(STREAM_HANDLE* handle, void* buffer, size_t length, int64_t
   bool inWindow = handle->window_offset >= 0 && offset >= handle->window_offset &&
                   static_cast<uint64_t>(offset - handle->window_offset) + length <=
                       handle->window_length;
-  if (!inWindow) {
+  if (inWindow) {
+    ++handle->window_uses;
+  } else {
     if (!handle->window) handle->window.reset(new uint8_t[kWindowSize]);
-    int64_t got = preadAll(fd, handle->window.get(), kWindowSize, offset);
+    bool sparse = handle->window_offset >= 0 && handle->window_uses <= 1;
+    size_t fill = sparse && length <= kSmallWindow ? kSmallWindow : kWindowSize;
+    int64_t got = preadAll(fd, handle->window.get(), fill, offset);
     if (got < 0) return -1;
     handle->window_offset = offset;
     handle->window_length = static_cast<size_t>(got);
+    handle->window_uses = 1;
   }
   size_t start = static_cast<size_t>(offset - handle->window_offset);
   size_t available = handle->window_length > start ? handle->window_length - start : 0;

@@ -18,6 +18,7 @@ struct STREAM_HANDLE {
   std::unique_ptr<uint8_t[]> window;
   int64_t window_offset = -1;
   size_t window_length = 0;
+  unsigned window_uses = 0;  // requests the current window has served
 };
 
 // The three standard streams, registered as "(stdin)", "(stdout)" and
@@ -49,4 +50,6 @@ int64_t stream_known_size(STREAM_HANDLE* handle);
 // number read (short at the end of the file), or -1 when the stream does not
 // allow positioned reads. Small reads of read-only files are served from a
 // window read ahead, so that the pieces of one object cost one system call.
+// A window that served a single request is followed by a small one: reads
+// far apart (the headers of large members) then cost a page, not 64 KiB.
 int64_t stream_pread(STREAM_HANDLE* handle, void* buffer, size_t length, int64_t offset);
