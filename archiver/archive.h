@@ -19,7 +19,14 @@ struct ArchiveMember {
   ArchiveMember* prev;
   const char* sourcePath; // file that supplies the data; null for kept members
   uint32_t headerOffset;  // header in the archive being written
+  // Where the symbol pass kept the file's bytes for the write, so that the
+  // file is not opened and read a second time (member_store.h).
+  uint8_t kept;           // KeptWhere
+  const uint8_t* keptData;
+  uint64_t keptOffset;
 };
+
+enum KeptWhere : uint8_t { NotKept = 0, KeptInMemory = 1, KeptInFile = 2 };
 
 struct ArchiveSymbol {
   const char* name;
@@ -48,6 +55,10 @@ struct Archive {
   int32_t format;               // ArchiveFormat
   uint32_t firstMemberOffset;
   Zone zone;
+  Zone keptMemory;              // kept member files, while the budget lasts
+  uint64_t keptMemoryBytes;
+  int keptFd;                   // the unnamed file for the rest; -1 when none
+  uint64_t keptFileBytes;
   ArchiveMember* members;
   ArchiveMember* lastMember;
   bool nameTableLoaded;

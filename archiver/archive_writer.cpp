@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "archiver/archive_format.h"
+#include "archiver/member_store.h"
 #include "archiver/symbol_table.h"
 #include "support/checked_alloc.h"
 #include "support/host_path.h"
@@ -345,6 +346,12 @@ void writeMember(Archive& archive, ArchiveMember& member) {
     writeMemberHeader(archive, record);
     return;
   }
+  // A file the symbol pass kept is not opened again.
+  if (member.sourcePath && member.kept != NotKept) {
+    writeMemberHeader(archive, record);
+    writeKeptMember(archive, member);
+    return;
+  }
   if (member.size < kKernelCopyThreshold) {
     if (member.sourcePath)
       writeSmallFileMember(archive, member, record);
@@ -379,6 +386,7 @@ void completeWrite(Archive& archive) {
   ok = closeFile(handle) == 0 && ok;
   if (!ok) reportArchiveError(archive, WriteError, "Cannot write archive: '%s'", archive.finalPath);
   syncDirectoryOf(archive.hostFinalPath);
+  endKeeping(archive);
   archive.outputCreated = false;
   if (archive.input) {
     if (archive.ownsInput) closeFile(archive.input);
@@ -405,6 +413,7 @@ bool writeArchive(Archive& archive, int32_t requested) {
 void abandonWrite(Archive& archive) {
   if (!archive.writeInProgress) return;
   archive.writeInProgress = false;
+  endKeeping(archive);
   if (archive.output) {
     closeFile(archive.output);
     archive.output = nullptr;
