@@ -1,6 +1,7 @@
 #include "archiver/archive_writer.h"
 
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -242,23 +243,37 @@ namespace {
 constexpr int kKernelCopyUnavailable = -1;
 
 // Large members are copied by the kernel, file to file, without passing
-// through this process. Returns kKernelCopyUnavailable when nothing was
-// copied and the ordinary loop should do the work.
+// through this process: copy_file_range within a file system, sendfile
+// across file systems (members in a RAM disk, say). Returns
+// kKernelCopyUnavailable when nothing was copied and the ordinary loop
+// should do the work.
 int copyInKernel(FILE* source, FILE* output, int32_t size) {
   off_t position = ftello(source);
   if (position < 0 || std::fflush(output) != 0) return kKernelCopyUnavailable;
   int from = fileno(source), to = fileno(output);
   loff_t offset = position;
   size_t remaining = static_cast<size_t>(size);
+  bool acrossFileSystems = false;
   while (remaining > 0) {
-    ssize_t n = copy_file_range(from, &offset, to, nullptr, remaining, 0);
+    ssize_t n;
+    if (acrossFileSystems) {
+      off_t at = offset;
+      n = sendfile(to, from, &at, remaining);
+      if (n > 0) offset = at;
+    } else {
+      n = copy_file_range(from, &offset, to, nullptr, remaining, 0);
+    }
     if (n < 0 && errno == EINTR) continue;
-    if (n < 0 && remaining == static_cast<size_t>(size) &&
+    bool first = remaining == static_cast<size_t>(size);
+    if (n < 0 && first && !acrossFileSystems && errno == EXDEV) {
+      acrossFileSystems = true;
+      continue;
+    }
+    if (n < 0 && first &&
         (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ||
          errno == EBADF || errno == ETXTBSY))
       return kKernelCopyUnavailable;
-    if (n < 0) return errno == EIO && remaining == static_cast<size_t>(size) ? CopyReadFailed
-                                                                            : CopyWriteFailed;
+    if (n < 0) return errno == EIO && first ? CopyReadFailed : CopyWriteFailed;
     if (n == 0) return CopyReadFailed;  // the source ended early
     remaining -= static_cast<size_t>(n);
   }
@@ -399,13 +414,40 @@ void completeWrite(Archive& archive) {
   activeWrite = nullptr;
 }
 
+namespace {
+
+// Writeback of the new archive is started every this many bytes.
+constexpr uint64_t kWritebackStep = uint64_t{2} << 20;
+
+// Starts writing to the disk what the stream has handed to the system since
+// the last start: the sync that makes the archive durable then waits for
+// the last few megabytes, not for the whole file written after the copy.
+void startWriteback(Archive& archive, uint64_t& started, uint64_t written) {
+  // The stream's buffer may still hold up to its size of the latest bytes.
+  uint64_t handedOver = written > kOutputBuffer ? written - kOutputBuffer : 0;
+  if (handedOver < started + kWritebackStep) return;
+  // Only a hint: a file system that cannot take it is synced at the end all
+  // the same.
+  (void)sync_file_range(fileno(outputFile(archive)), static_cast<off_t>(started),
+                        static_cast<off_t>(handedOver - started), SYNC_FILE_RANGE_WRITE);
+  started = handedOver;
+}
+
+}  // namespace
+
 bool writeArchive(Archive& archive, int32_t requested) {
   beginWrite(archive, requested);
   std::string nameTable = buildNameTable(archive);
   collectSymbols(archive, static_cast<uint32_t>(nameTable.size()));
   writeSymbolTable(archive);
   writeNameTable(archive, nameTable);
-  for (ArchiveMember* m = archive.members; m; m = m->next) writeMember(archive, *m);
+  off_t position = ftello(outputFile(archive));
+  uint64_t written = position > 0 ? static_cast<uint64_t>(position) : 0, started = 0;
+  for (ArchiveMember* m = archive.members; m; m = m->next) {
+    writeMember(archive, *m);
+    written += kHeaderSize + roundUpEven(static_cast<uint32_t>(m->size));
+    startWriteback(archive, started, written);
+  }
   completeWrite(archive);
   return true;
 }
