@@ -323,3 +323,24 @@ TEST_F(Operations, ManyMegabytesOfMembersComeOutExact) {
   for (const auto& n : names) EXPECT_TRUE(read("out/" + n) == read(n)) << n;
   EXPECT_TRUE(guidFiles(dir.path()).empty());
 }
+
+// Large members are copied by the kernel; between two file systems (members
+// in a RAM disk, the archive on disk) by another call than within one.
+TEST_F(Operations, LargeMembersCopiedAcrossFileSystems) {
+  char pattern[] = "/dev/shm/zolt-test-XXXXXX";
+  if (!exists("/dev/shm") || !mkdtemp(pattern)) GTEST_SKIP() << "no /dev/shm";
+  const std::string shm = pattern;
+  std::string data(3 * 1024 * 1024 + 1, 'q');
+  for (size_t i = 0; i < data.size(); i += 4099) data[i] = char(i);
+  writeFile(shm + "/large.o", data);
+  testutil::setMtime(shm + "/large.o", kDate);
+  RunResult made = z({"rq", "lib", shm + "/large.o"});
+  unlink((shm + "/large.o").c_str());
+  RunResult extracted = zolt({"xq", dir.file("lib.lib")}, shm);
+  std::string copy = exists(shm + "/large.o") ? readFile(shm + "/large.o") : "";
+  testutil::shell("rm -rf " + shm, "");
+  EXPECT_EQ(made.status, 0);
+  EXPECT_TRUE(read("lib.lib") == kMagic + member("large.o/", kDate, data));
+  EXPECT_EQ(extracted.status, 0);
+  EXPECT_TRUE(copy == data);
+}
