@@ -23,6 +23,7 @@ constexpr size_t kBlock = size_t{1} << 20;
 std::vector<uint8_t> staged;
 std::vector<uint8_t> readBack;
 uint64_t readBackOffset = 0;
+size_t readBackLength = 0;
 // Set when the unnamed file could not be made or written: not tried again.
 bool keptFileRefused = false;
 
@@ -78,8 +79,8 @@ void beginKeeping(Archive& archive) {
   archive.keptFileBytes = 0;
   for (ArchiveMember* m = archive.members; m; m = m->next) m->kept = NotKept;
   staged.clear();
-  readBack.clear();
   readBackOffset = 0;
+  readBackLength = 0;
   keptFileRefused = false;
 }
 
@@ -113,8 +114,8 @@ bool writeKeptMember(Archive& archive, const ArchiveMember& member) {
     // Members are written in the order they were kept: one read brings
     // back a block of them.
     uint64_t end = member.keptOffset + size;
-    if (member.keptOffset < readBackOffset || end > readBackOffset + readBack.size()) {
-      readBack.resize(std::max(kBlock, size));
+    if (member.keptOffset < readBackOffset || end > readBackOffset + readBackLength) {
+      if (readBack.size() < std::max(kBlock, size)) readBack.resize(std::max(kBlock, size));
       size_t got = 0;
       while (got < readBack.size()) {
         ssize_t n = pread(archive.keptFd, readBack.data() + got, readBack.size() - got,
@@ -123,8 +124,8 @@ bool writeKeptMember(Archive& archive, const ArchiveMember& member) {
         if (n <= 0) break;
         got += static_cast<size_t>(n);
       }
-      readBack.resize(got);
       readBackOffset = member.keptOffset;
+      readBackLength = got;
       if (got < size) reportArchiveError(archive, DataReadError, "Error writing archive");
     }
     data = readBack.data() + (member.keptOffset - readBackOffset);
@@ -143,4 +144,5 @@ void endKeeping(Archive& archive) {
   std::vector<uint8_t>().swap(staged);
   std::vector<uint8_t>().swap(readBack);
   readBackOffset = 0;
+  readBackLength = 0;
 }
