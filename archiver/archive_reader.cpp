@@ -94,6 +94,17 @@ void loadSymbolTable(Archive& archive, const ArchiveMember& table) {
   }
 }
 
+// Whether `name` and the header text agree in their first 15 characters,
+// each ending at its first zero byte (the header text also at its end).
+bool sameFirst15(const char* name, std::string_view text) {
+  for (size_t i = 0; i < 15; ++i) {
+    char fromText = i < text.size() ? text[i] : '\0';
+    if (name[i] != fromText) return false;
+    if (name[i] == '\0') return true;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool readMemberData(Archive& archive, const ArchiveMember& member, void* buffer) {
@@ -140,14 +151,16 @@ const char* decodeMemberName(Archive& archive, std::string_view field, long uid)
       if (offset < 0 || static_cast<unsigned long>(offset) >= archive.nameTableSize)
         reportArchiveError(archive, ReadError, "Corrupt member name: '%s'", archive.path);
       const char* entry = archive.nameTable + offset;
-      std::string name = unescapeTableName(
-          std::string(entry, strnlen(entry, archive.nameTableSize - static_cast<uint32_t>(offset))));
+      std::string_view raw(entry, strnlen(entry, archive.nameTableSize - static_cast<uint32_t>(offset)));
+      // Most names hold no escapes and are copied as they stand.
+      const char* name = raw.find('|') == std::string_view::npos
+          ? zone_strndup(&archive.zone, raw.data(), static_cast<uint32_t>(raw.size()))
+          : zone_strdup(&archive.zone, unescapeTableName(std::string(raw)).c_str());
       // The header holds the first 15 characters of the name as it was,
       // before escaping, so that is what it is checked against.
-      if (archive.format == QvLongName &&
-          std::strncmp(name.c_str(), std::string(text).c_str(), 15) != 0)
+      if (archive.format == QvLongName && !sameFirst15(name, text))
         reportArchiveError(archive, ReadError, "Corrupt member name: '%s'", archive.path);
-      return zone_strdup(&archive.zone, name.c_str());
+      return name;
     }
   }
   return zone_strndup(&archive.zone, text.data(), static_cast<uint32_t>(text.size()));
@@ -171,7 +184,8 @@ ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset) {
   if (!uidOk) uid = 0;
 
   const char* name = decodeMemberName(archive, rawField(header, kNameField), uid);
-  bool special = std::strcmp(name, kSymbolTableName) == 0 || isNameTableName(name);
+  bool special = (name[0] == '/' || name[0] == '<') &&
+                 (std::strcmp(name, kSymbolTableName) == 0 || isNameTableName(name));
   if (!special && (!dateOk || !uidOk))
     reportArchiveError(archive, ReadError, "Corrupt member header: '%s'", archive.path);
 

@@ -237,10 +237,15 @@ void listMembers(CommandLine& commandLine, Archive& archive) {
   // Each line as "  %8ld   %s    %s\n" would print it, built by hand: a
   // library's listing is often tens of thousands of lines.
   std::string line;
+  char date[32] = "";
+  int32_t lastDate = 0;
   for (ArchiveMember* m = archive.members; m; m = m->next) {
     if (!pairedFile(commandLine, *m)) continue;
-    char date[32];
-    formatDate(m->date, date);
+    // Members added together share their date: it is converted once.
+    if (m->date != lastDate || !*date) {
+      formatDate(m->date, date);
+      lastDate = m->date;
+    }
     char size[24];
     auto end = std::to_chars(size, size + sizeof size, static_cast<long>(m->size)).ptr;
     size_t digits = static_cast<size_t>(end - size);
