@@ -32,10 +32,15 @@ void initArchive(Archive& archive, const char* path, STREAM_HANDLE* input,
 
 bool isArchive(Archive& archive) {
   if (!archive.input || !archive.input->stream) return false;
-  if (std::fseek(archive.input->stream, 0, SEEK_SET) != 0) return false;
   char magic[kMagicSize];
-  return std::fread(magic, 1, kMagicSize, archive.input->stream) == kMagicSize &&
-         std::memcmp(magic, kArchiveMagic, kMagicSize) == 0;
+  // A positioned read fills the read-ahead window that the headers after
+  // the magic are then read from; a stream without one is read as such.
+  int64_t got = stream_pread(archive.input, magic, kMagicSize, 0);
+  if (got < 0) {
+    if (std::fseek(archive.input->stream, 0, SEEK_SET) != 0) return false;
+    got = static_cast<int64_t>(std::fread(magic, 1, kMagicSize, archive.input->stream));
+  }
+  return got == static_cast<int64_t>(kMagicSize) && std::memcmp(magic, kArchiveMagic, kMagicSize) == 0;
 }
 
 Archive* openArchive(CommandLine& commandLine, ArchiveErrorCallback callback) {
