@@ -234,27 +234,34 @@ void formatDate(int32_t date, char out[32]) {
 void listMembers(CommandLine& commandLine, Archive& archive) {
   std::fputs("\n      SIZE   DATE                        FILE NAME", stdout);
   std::fputs("\n  --------   ------------------------    -----------------\n", stdout);
-  // Each line as "  %8ld   %s    %s\n" would print it, built by hand: a
-  // library's listing is often tens of thousands of lines.
-  std::string line;
+  // Each line as "  %8ld   %s    %s\n" would print it, built by hand and
+  // handed to the stream in blocks: a library's listing is often tens of
+  // thousands of lines.
+  std::string text;
   char date[32] = "";
+  size_t dateLength = 0;
   int32_t lastDate = 0;
   for (ArchiveMember* m = archive.members; m; m = m->next) {
     if (!pairedFile(commandLine, *m)) continue;
     // Members added together share their date: it is converted once.
-    if (m->date != lastDate || !*date) {
+    if (m->date != lastDate || dateLength == 0) {
       formatDate(m->date, date);
+      dateLength = std::strlen(date);
       lastDate = m->date;
     }
     char size[24];
     auto end = std::to_chars(size, size + sizeof size, static_cast<long>(m->size)).ptr;
     size_t digits = static_cast<size_t>(end - size);
-    line.assign("  ");
-    if (digits < 8) line.append(8 - digits, ' ');
-    line.append(size, digits).append("   ").append(date).append("    ").append(m->name);
-    line.push_back('\n');
-    std::fwrite(line.data(), 1, line.size(), stdout);
+    text.append("  ");
+    if (digits < 8) text.append(8 - digits, ' ');
+    text.append(size, digits).append("   ").append(date, dateLength).append("    ").append(m->name);
+    text.push_back('\n');
+    if (text.size() >= 64 * 1024) {
+      std::fwrite(text.data(), 1, text.size(), stdout);
+      text.clear();
+    }
   }
+  std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
 bool unsafeMembersSkipped() { return unsafeSkipped; }
