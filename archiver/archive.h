@@ -55,10 +55,6 @@ struct Archive {
   int32_t format;               // ArchiveFormat
   uint32_t firstMemberOffset;
   Zone zone;
-  Zone keptMemory;              // kept member files, while the budget lasts
-  uint64_t keptMemoryBytes;
-  int keptFd;                   // the unnamed file for the rest; -1 when none
-  uint64_t keptFileBytes;
   ArchiveMember* members;
   ArchiveMember* lastMember;
   bool nameTableLoaded;

@@ -15,8 +15,6 @@ void initArchive(Archive& archive, const char* path, STREAM_HANDLE* input,
                  ArchiveErrorCallback callback) {
   std::memset(static_cast<void*>(&archive), 0, sizeof archive);
   zone_create(&archive.zone, 1024, "", 0);
-  zone_create(&archive.keptMemory, 1 << 20, "kept member files", 0);
-  archive.keptFd = -1;
   archive.errorCallback = callback;
   archive.input = input;
   if (path && !input) {

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,14 +19,31 @@ constexpr uint64_t kMemoryBudget = uint64_t{16} << 20;
 // The unnamed file is written and read back in blocks of this size.
 constexpr size_t kBlock = size_t{1} << 20;
 
-// Bytes waiting to be appended to the unnamed file, and the block of it
-// last read back. One write is in progress at a time.
+// What one write keeps (one write is in progress at a time): blocks of
+// memory, the unnamed file, the bytes waiting to be appended to it and the
+// block of it last read back.
+std::vector<std::unique_ptr<uint8_t[]>> memoryBlocks;
+size_t memoryBlockUsed = kBlock;
+uint64_t memoryBytes = 0;
+int keptFd = -1;
+uint64_t keptFileBytes = 0;
 std::vector<uint8_t> staged;
 std::vector<uint8_t> readBack;
 uint64_t readBackOffset = 0;
 size_t readBackLength = 0;
 // Set when the unnamed file could not be made or written: not tried again.
 bool keptFileRefused = false;
+
+// Room for `size` bytes (at most a block) in the memory blocks.
+uint8_t* memoryFor(size_t size) {
+  if (memoryBlockUsed + size > kBlock) {
+    memoryBlocks.push_back(std::make_unique<uint8_t[]>(kBlock));
+    memoryBlockUsed = 0;
+  }
+  uint8_t* room = memoryBlocks.back().get() + memoryBlockUsed;
+  memoryBlockUsed += size;
+  return room;
+}
 
 bool writeAll(int fd, const uint8_t* bytes, size_t length) {
   while (length > 0) {
@@ -41,8 +59,8 @@ bool writeAll(int fd, const uint8_t* bytes, size_t length) {
 // Stops using the unnamed file: what it held is read again from the
 // members' own files.
 void dropKeptFile(Archive& archive) {
-  if (archive.keptFd >= 0) close(archive.keptFd);
-  archive.keptFd = -1;
+  if (keptFd >= 0) close(keptFd);
+  keptFd = -1;
   keptFileRefused = true;
   staged.clear();
   for (ArchiveMember* m = archive.members; m; m = m->next)
@@ -50,8 +68,8 @@ void dropKeptFile(Archive& archive) {
 }
 
 bool flushStaged(Archive& archive) {
-  if (staged.empty() || archive.keptFd < 0) return true;
-  if (!writeAll(archive.keptFd, staged.data(), staged.size())) {
+  if (staged.empty() || keptFd < 0) return true;
+  if (!writeAll(keptFd, staged.data(), staged.size())) {
     dropKeptFile(archive);
     return false;
   }
@@ -66,8 +84,8 @@ bool openKeptFile(Archive& archive) {
   std::string directory = archive.hostFinalPath;
   size_t slash = directory.find_last_of('/');
   directory = slash == std::string::npos ? "." : slash == 0 ? "/" : directory.substr(0, slash);
-  archive.keptFd = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-  keptFileRefused = archive.keptFd < 0;
+  keptFd = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  keptFileRefused = keptFd < 0;
   return !keptFileRefused;
 }
 
@@ -75,34 +93,30 @@ bool openKeptFile(Archive& archive) {
 
 void beginKeeping(Archive& archive) {
   endKeeping(archive);
-  archive.keptMemoryBytes = 0;
-  archive.keptFileBytes = 0;
-  for (ArchiveMember* m = archive.members; m; m = m->next) m->kept = NotKept;
-  staged.clear();
-  readBackOffset = 0;
-  readBackLength = 0;
+  memoryBytes = 0;
+  keptFileBytes = 0;
   keptFileRefused = false;
 }
 
 void keepMemberFile(Archive& archive, ArchiveMember& member, const uint8_t* bytes) {
   const size_t size = static_cast<size_t>(member.size);
   if (size == 0) return;
-  if (archive.keptMemoryBytes + size <= kMemoryBudget) {
-    auto* copy = static_cast<uint8_t*>(zone_alloc(&archive.keptMemory, static_cast<uint32_t>(size)));
+  if (memoryBytes + size <= kMemoryBudget) {
+    uint8_t* copy = memoryFor(size);
     std::memcpy(copy, bytes, size);
     member.kept = KeptInMemory;
     member.keptData = copy;
-    archive.keptMemoryBytes += size;
+    memoryBytes += size;
     return;
   }
   // A file system without unnamed files keeps nothing more; nor does one
   // that refused a write.
-  if (archive.keptFd < 0 && !openKeptFile(archive)) return;
+  if (keptFd < 0 && !openKeptFile(archive)) return;
   if (staged.size() + size > kBlock && !flushStaged(archive)) return;
   staged.insert(staged.end(), bytes, bytes + size);
   member.kept = KeptInFile;
-  member.keptOffset = archive.keptFileBytes;
-  archive.keptFileBytes += size;
+  member.keptOffset = keptFileBytes;
+  keptFileBytes += size;
 }
 
 void finishKeeping(Archive& archive) { flushStaged(archive); }
@@ -118,7 +132,7 @@ bool writeKeptMember(Archive& archive, const ArchiveMember& member) {
       if (readBack.size() < std::max(kBlock, size)) readBack.resize(std::max(kBlock, size));
       size_t got = 0;
       while (got < readBack.size()) {
-        ssize_t n = pread(archive.keptFd, readBack.data() + got, readBack.size() - got,
+        ssize_t n = pread(keptFd, readBack.data() + got, readBack.size() - got,
                           static_cast<off_t>(member.keptOffset + got));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) break;
@@ -139,8 +153,11 @@ bool writeKeptMember(Archive& archive, const ArchiveMember& member) {
 }
 
 void endKeeping(Archive& archive) {
-  if (archive.keptFd >= 0) close(archive.keptFd);
-  archive.keptFd = -1;
+  for (ArchiveMember* m = archive.members; m; m = m->next) m->kept = NotKept;
+  memoryBlocks.clear();
+  memoryBlockUsed = kBlock;
+  if (keptFd >= 0) close(keptFd);
+  keptFd = -1;
   std::vector<uint8_t>().swap(staged);
   std::vector<uint8_t>().swap(readBack);
   readBackOffset = 0;
