@@ -256,7 +256,7 @@ void listMembers(CommandLine& commandLine, Archive& archive) {
     if (digits < 8) text.append(8 - digits, ' ');
     text.append(size, digits).append("   ").append(date, dateLength).append("    ").append(m->name);
     text.push_back('\n');
-    if (text.size() >= 64 * 1024) {
+    if (text.size() >= size_t{64} * 1024) {
       std::fwrite(text.data(), 1, text.size(), stdout);
       text.clear();
     }
