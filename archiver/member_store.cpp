@@ -22,6 +22,7 @@ constexpr size_t kBlock = size_t{1} << 20;
 // What one write keeps (one write is in progress at a time): blocks of
 // memory, the unnamed file, the bytes waiting to be appended to it and the
 // block of it last read back.
+std::vector<ArchiveMember*> keptMembers;
 std::vector<std::unique_ptr<uint8_t[]>> memoryBlocks;
 size_t memoryBlockUsed = kBlock;
 uint64_t memoryBytes = 0;
@@ -58,19 +59,19 @@ bool writeAll(int fd, const uint8_t* bytes, size_t length) {
 
 // Stops using the unnamed file: what it held is read again from the
 // members' own files.
-void dropKeptFile(Archive& archive) {
+void dropKeptFile() {
   if (keptFd >= 0) close(keptFd);
   keptFd = -1;
   keptFileRefused = true;
   staged.clear();
-  for (ArchiveMember* m = archive.members; m; m = m->next)
+  for (ArchiveMember* m : keptMembers)
     if (m->kept == KeptInFile) m->kept = NotKept;
 }
 
-bool flushStaged(Archive& archive) {
+bool flushStaged() {
   if (staged.empty() || keptFd < 0) return true;
   if (!writeAll(keptFd, staged.data(), staged.size())) {
-    dropKeptFile(archive);
+    dropKeptFile();
     return false;
   }
   staged.clear();
@@ -106,20 +107,22 @@ void keepMemberFile(Archive& archive, ArchiveMember& member, const uint8_t* byte
     std::memcpy(copy, bytes, size);
     member.kept = KeptInMemory;
     member.keptData = copy;
+    keptMembers.push_back(&member);
     memoryBytes += size;
     return;
   }
   // A file system without unnamed files keeps nothing more; nor does one
   // that refused a write.
   if (keptFd < 0 && !openKeptFile(archive)) return;
-  if (staged.size() + size > kBlock && !flushStaged(archive)) return;
+  if (staged.size() + size > kBlock && !flushStaged()) return;
   staged.insert(staged.end(), bytes, bytes + size);
   member.kept = KeptInFile;
   member.keptOffset = keptFileBytes;
+  keptMembers.push_back(&member);
   keptFileBytes += size;
 }
 
-void finishKeeping(Archive& archive) { flushStaged(archive); }
+void finishKeeping(Archive& /*archive*/) { flushStaged(); }
 
 bool writeKeptMember(Archive& archive, const ArchiveMember& member) {
   const uint8_t* data = member.keptData;
@@ -152,8 +155,10 @@ bool writeKeptMember(Archive& archive, const ArchiveMember& member) {
   return true;
 }
 
-void endKeeping(Archive& archive) {
-  for (ArchiveMember* m = archive.members; m; m = m->next) m->kept = NotKept;
+void endKeeping(Archive& /*archive*/) {
+  // Only the members kept are visited: an archive may have 100,000.
+  for (ArchiveMember* m : keptMembers) m->kept = NotKept;
+  keptMembers.clear();
   memoryBlocks.clear();
   memoryBlockUsed = kBlock;
   if (keptFd >= 0) close(keptFd);
