@@ -312,6 +312,13 @@ int copyData(FILE* source, FILE* output, int32_t size, bool pad) {
 
 namespace {
 
+// A member's data and, after an odd size, the newline pad.
+void writeDataAndPad(Archive& archive, const void* data, size_t size) {
+  FILE* out = outputFile(archive);
+  if (std::fwrite(data, 1, size, out) != size || (size % 2 && std::fputc('\n', out) == EOF))
+    reportArchiveError(archive, WriteError, "Error writing archive");
+}
+
 // A small member from its file: opened, read whole and closed, with no
 // stream of its own. The failures are the ones the streamed copy reports.
 void writeSmallFileMember(Archive& archive, ArchiveMember& member, const HeaderRecord& record) {
@@ -319,7 +326,7 @@ void writeSmallFileMember(Archive& archive, ArchiveMember& member, const HeaderR
   int fd = open(hostPath(member.sourcePath).c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) reportArchiveError(archive, OpenError, "Cannot open file: '%s'", member.sourcePath);
   size_t size = static_cast<size_t>(member.size);
-  bytes.resize(size + 1);
+  bytes.resize(size);
   size_t got = 0;
   while (got < size) {
     ssize_t n = read(fd, bytes.data() + got, size - got);
@@ -334,9 +341,7 @@ void writeSmallFileMember(Archive& archive, ArchiveMember& member, const HeaderR
     reportArchiveError(archive, OpenError, "Cannot open file: '%s'", member.sourcePath);
   writeMemberHeader(archive, record);
   if (got < size) reportArchiveError(archive, DataReadError, "Error writing archive");
-  if (size % 2) bytes[size++] = '\n';
-  if (std::fwrite(bytes.data(), 1, size, outputFile(archive)) != size)
-    reportArchiveError(archive, WriteError, "Error writing archive");
+  writeDataAndPad(archive, bytes.data(), size);
 }
 
 // A small member of the old archive, read through the input's read-ahead
@@ -344,13 +349,11 @@ void writeSmallFileMember(Archive& archive, ArchiveMember& member, const HeaderR
 void writeSmallOldMember(Archive& archive, ArchiveMember& member, const HeaderRecord& record) {
   static std::vector<char> bytes;
   size_t size = static_cast<size_t>(member.size);
-  bytes.resize(size + 1);
+  bytes.resize(size);
   bool ok = readMemberData(archive, member, bytes.data());
   writeMemberHeader(archive, record);
   if (!ok) reportArchiveError(archive, DataReadError, "Error writing archive");
-  if (size % 2) bytes[size++] = '\n';
-  if (std::fwrite(bytes.data(), 1, size, outputFile(archive)) != size)
-    reportArchiveError(archive, WriteError, "Error writing archive");
+  writeDataAndPad(archive, bytes.data(), size);
 }
 
 }  // namespace
@@ -364,7 +367,7 @@ void writeMember(Archive& archive, ArchiveMember& member) {
   // A file the symbol pass kept is not opened again.
   if (member.sourcePath && member.kept != NotKept) {
     writeMemberHeader(archive, record);
-    writeKeptMember(archive, member);
+    writeDataAndPad(archive, keptBytes(archive, member), static_cast<size_t>(member.size));
     return;
   }
   if (member.size < kKernelCopyThreshold) {

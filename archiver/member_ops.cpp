@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdio>
@@ -158,13 +157,7 @@ void extractSmallMember(CommandLine& commandLine, Archive& archive, const Archiv
   size_t size = static_cast<size_t>(member.size > 0 ? member.size : 0);
   bytes.resize(size + 1);
   if (!readMemberData(archive, member, bytes.data())) fatalError("read error");
-  for (size_t done = 0; done < size;) {
-    ssize_t n = write(fd, bytes.data() + done, size - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) fatalError("write error");
-    done += static_cast<size_t>(n);
-  }
-  if (close(fd) != 0) fatalError("write error");
+  if (!write_full(fd, bytes.data(), size) || close(fd) != 0) fatalError("write error");
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -46,16 +45,6 @@ uint8_t* memoryFor(size_t size) {
   return room;
 }
 
-bool writeAll(int fd, const uint8_t* bytes, size_t length) {
-  while (length > 0) {
-    ssize_t n = write(fd, bytes, length);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    bytes += n;
-    length -= static_cast<size_t>(n);
-  }
-  return true;
-}
 
 // Stops using the unnamed file: what it held is read again from the
 // members' own files.
@@ -70,7 +59,7 @@ void dropKeptFile() {
 
 bool flushStaged() {
   if (staged.empty() || keptFd < 0) return true;
-  if (!writeAll(keptFd, staged.data(), staged.size())) {
+  if (!write_full(keptFd, staged.data(), staged.size())) {
     dropKeptFile();
     return false;
   }
@@ -124,35 +113,20 @@ void keepMemberFile(Archive& archive, ArchiveMember& member, const uint8_t* byte
 
 void finishKeeping(Archive& /*archive*/) { flushStaged(); }
 
-bool writeKeptMember(Archive& archive, const ArchiveMember& member) {
-  const uint8_t* data = member.keptData;
+const uint8_t* keptBytes(Archive& archive, const ArchiveMember& member) {
+  if (member.kept == KeptInMemory) return member.keptData;
+  if (member.kept != KeptInFile) return nullptr;
+  // Members are written in the order they were kept: one read brings back
+  // a block of them.
   const size_t size = static_cast<size_t>(member.size);
-  if (member.kept == KeptInFile) {
-    // Members are written in the order they were kept: one read brings
-    // back a block of them.
-    uint64_t end = member.keptOffset + size;
-    if (member.keptOffset < readBackOffset || end > readBackOffset + readBackLength) {
-      if (readBack.size() < std::max(kBlock, size)) readBack.resize(std::max(kBlock, size));
-      size_t got = 0;
-      while (got < readBack.size()) {
-        ssize_t n = pread(keptFd, readBack.data() + got, readBack.size() - got,
-                          static_cast<off_t>(member.keptOffset + got));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        got += static_cast<size_t>(n);
-      }
-      readBackOffset = member.keptOffset;
-      readBackLength = got;
-      if (got < size) reportArchiveError(archive, DataReadError, "Error writing archive");
-    }
-    data = readBack.data() + (member.keptOffset - readBackOffset);
-  } else if (member.kept != KeptInMemory) {
-    return false;
+  if (member.keptOffset < readBackOffset || member.keptOffset + size > readBackOffset + readBackLength) {
+    if (readBack.size() < std::max(kBlock, size)) readBack.resize(std::max(kBlock, size));
+    int64_t got = pread_full(keptFd, readBack.data(), readBack.size(), static_cast<int64_t>(member.keptOffset));
+    readBackOffset = member.keptOffset;
+    readBackLength = got > 0 ? static_cast<size_t>(got) : 0;
+    if (readBackLength < size) reportArchiveError(archive, DataReadError, "Error writing archive");
   }
-  FILE* out = archive.output->stream;
-  if (std::fwrite(data, 1, size, out) != size || (size % 2 && std::fputc('\n', out) == EOF))
-    reportArchiveError(archive, WriteError, "Error writing archive");
-  return true;
+  return readBack.data() + (member.keptOffset - readBackOffset);
 }
 
 void endKeeping(Archive& /*archive*/) {

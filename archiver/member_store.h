@@ -19,8 +19,8 @@ void beginKeeping(Archive& archive);
 void keepMemberFile(Archive& archive, ArchiveMember& member, const uint8_t* bytes);
 // Makes everything kept readable by the write.
 void finishKeeping(Archive& archive);
-// Writes a kept member's data and pad byte to the output; false when the
-// member's file was not kept (nothing is written then).
-bool writeKeptMember(Archive& archive, const ArchiveMember& member);
+// A kept member's bytes, valid until the next call; null when the member's
+// file was not kept.
+const uint8_t* keptBytes(Archive& archive, const ArchiveMember& member);
 // Releases what the write no longer needs.
 void endKeeping(Archive& archive);

@@ -36,18 +36,6 @@ bool readOnly(const STREAM_HANDLE& handle) {
   return handle.mode.find_first_of("wa+") == std::string::npos;
 }
 
-int64_t preadAll(int fd, uint8_t* buffer, size_t length, int64_t offset) {
-  size_t done = 0;
-  while (done < length) {
-    ssize_t n = pread(fd, buffer + done, length - done, static_cast<off_t>(offset + done));
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return done == 0 ? -1 : static_cast<int64_t>(done);
-    done += static_cast<size_t>(n);
-    // A short read of a file means its end: asking again costs a call.
-    if (n == 0 || done < length) break;
-  }
-  return static_cast<int64_t>(done);
-}
 
 }  // namespace
 
@@ -105,7 +93,7 @@ int64_t stream_pread(STREAM_HANDLE* handle, void* buffer, size_t length, int64_t
   if (fd < 0) return -1;
   auto* out = static_cast<uint8_t*>(buffer);
   if (!readOnly(*handle) || length > kWindowSize / 2)
-    return preadAll(fd, out, length, offset);
+    return pread_full(fd, out, length, offset);
   bool inWindow = handle->window_offset >= 0 && offset >= handle->window_offset &&
                   static_cast<uint64_t>(offset - handle->window_offset) + length <=
                       handle->window_length;
@@ -115,7 +103,7 @@ int64_t stream_pread(STREAM_HANDLE* handle, void* buffer, size_t length, int64_t
     if (!handle->window) handle->window.reset(new uint8_t[kWindowSize]);
     bool sparse = handle->window_offset >= 0 && handle->window_uses <= 1;
     size_t fill = sparse && length <= kSmallWindow ? kSmallWindow : kWindowSize;
-    int64_t got = preadAll(fd, handle->window.get(), fill, offset);
+    int64_t got = pread_full(fd, handle->window.get(), fill, offset);
     if (got < 0) return -1;
     handle->window_offset = offset;
     handle->window_length = static_cast<size_t>(got);
@@ -126,4 +114,30 @@ int64_t stream_pread(STREAM_HANDLE* handle, void* buffer, size_t length, int64_t
   size_t n = std::min(length, available);
   std::memcpy(out, handle->window.get() + start, n);
   return static_cast<int64_t>(n);
+}
+
+int64_t pread_full(int fd, void* buffer, size_t length, int64_t offset) {
+  auto* out = static_cast<uint8_t*>(buffer);
+  size_t done = 0;
+  while (done < length) {
+    ssize_t n = pread(fd, out + done, length - done, static_cast<off_t>(offset + done));
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return done == 0 ? -1 : static_cast<int64_t>(done);
+    done += static_cast<size_t>(n);
+    // A short read of a file means its end: asking again costs a call.
+    if (n == 0 || done < length) break;
+  }
+  return static_cast<int64_t>(done);
+}
+
+bool write_full(int fd, const void* buffer, size_t length) {
+  const auto* bytes = static_cast<const uint8_t*>(buffer);
+  while (length > 0) {
+    ssize_t n = write(fd, bytes, length);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    bytes += n;
+    length -= static_cast<size_t>(n);
+  }
+  return true;
 }

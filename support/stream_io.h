@@ -53,3 +53,12 @@ int64_t stream_known_size(STREAM_HANDLE* handle);
 // A window that served a single request is followed by a small one: reads
 // far apart (the headers of large members) then cost a page, not 64 KiB.
 int64_t stream_pread(STREAM_HANDLE* handle, void* buffer, size_t length, int64_t offset);
+
+// Reads `length` bytes at `offset` of the descriptor, asking again after
+// interruptions: the number read (short only at the end of the file), or -1
+// when nothing could be read.
+int64_t pread_full(int fd, void* buffer, size_t length, int64_t offset);
+
+// Writes all `length` bytes to the descriptor, asking again after
+// interruptions and partial writes; false on failure.
+bool write_full(int fd, const void* buffer, size_t length);
