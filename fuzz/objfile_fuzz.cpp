@@ -1,8 +1,7 @@
 // Feeds arbitrary bytes to the object-file factory and walks the symbol
 // table as the archiver does; whenever the quick symbol scan accepts the same
 // bytes, its answers must be the walk's, or the run aborts. Seed it with
-// compiled objects: the objfile tests write a corpus into
-// $ZOLT_OBJFILE_SEED_DIR when it is set.
+// compiled objects (tools/fuzz.sh makes them).
 #include <cstdint>
 #include <cstdio>
 #include <cstring>

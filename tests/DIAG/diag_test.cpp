@@ -120,20 +120,6 @@ TEST(DiagWrap, LongTextLinesStayWithinWidth) {
   EXPECT_EQ(squeeze(joined), squeeze(text));
 }
 
-TEST(DiagWrap, FindBreak) {
-  DIAG::diag_wrap = true;
-  const char* t = "abc def";
-  EXPECT_EQ(DIAG::find_break(t, 7, 10), 6u);   // shorter than the room
-  EXPECT_EQ(DIAG::find_break(t, 7, 7), 2u);    // exactly the room: not fitting
-  EXPECT_EQ(DIAG::find_break(t, 7, 3), 2u);    // followed by a blank
-  EXPECT_EQ(DIAG::find_break(t, 7, 5), 2u);
-  EXPECT_EQ(DIAG::find_break(t, 7, 2), 0u);    // nothing fits
-  EXPECT_EQ(DIAG::find_break(t, 7, -1), 6u);
-  DIAG::diag_wrap = false;
-  EXPECT_EQ(DIAG::find_break(t, 7, 3), 6u);
-  DIAG::diag_wrap = true;
-}
-
 TEST(DiagRecords, HeadersClonesStreamsAndCounting) {
   auto r = inChild([] {
     DIAG::gerror e("t", 1, "x");

@@ -1,10 +1,9 @@
 // zolt's archives in the hands of the system's archivers, symbol listers
-// and linkers, and the system's own static libraries rebuilt with zolt.
+// and linkers, and two of the system's static libraries (libc, the largest,
+// and libz) rebuilt with zolt: same members, GNU ar's map, same programs.
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
-#include <map>
-#include <set>
 
 #include "e2e/e2e_util.h"
 #include "e2e/symbol_util.h"
@@ -101,28 +100,26 @@ TEST(Linkers, SystemToolsReadTheSymbolMap) {
                       "magic_value in abs.o", "never_used in never_loaded_member.o",
                       "shared_common in common.o"}));
 
+  // The archivers list the members, the symbol listers the map, as zolt
+  // wrote them.
+  std::string names;
+  for (const auto& m : f.members) names += m + "\n";
   int tools = 0;
-  for (const std::string ar : {"ar", "llvm-ar"}) {
-    if (!testutil::haveTool(ar)) {
-      std::cout << "[  NOTE    ] " << ar << " not installed, not checked\n";
+  for (const std::string tool : {"ar", "llvm-ar", "nm", "llvm-nm"}) {
+    if (!testutil::haveTool(tool)) {
+      std::cout << "[  NOTE    ] " << tool << " not installed, not checked\n";
       continue;
     }
     ++tools;
-    RunResult listed = testutil::run({ar, "t", "lib.lib"}, f.dir.path());
-    EXPECT_EQ(listed.status, 0) << ar << ": " << listed.err;
-    std::string names;
-    for (const auto& m : f.members) names += m + "\n";
-    EXPECT_EQ(listed.out, names) << ar;
-  }
-  for (const std::string nm : {"nm", "llvm-nm"}) {
-    if (!testutil::haveTool(nm)) {
-      std::cout << "[  NOTE    ] " << nm << " not installed, not checked\n";
-      continue;
+    const bool archiver = tool.find("nm") == std::string::npos;
+    RunResult r = testutil::run({tool, archiver ? "t" : "--print-armap", "lib.lib"}, f.dir.path());
+    if (archiver) {
+      EXPECT_EQ(r.status, 0) << tool << ": " << r.err;
+      EXPECT_EQ(r.out, names) << tool;
+    } else {
+      // notes.txt is not an object: the tools say so, and go on.
+      EXPECT_EQ(armapLines(r.out), pairs) << tool << ":\n" << r.out << r.err;
     }
-    ++tools;
-    RunResult map = testutil::run({nm, "--print-armap", "lib.lib"}, f.dir.path());
-    // notes.txt is not an object: the tools say so, and go on.
-    EXPECT_EQ(armapLines(map.out), pairs) << nm << ":\n" << map.out << map.err;
   }
   if (tools == 0) GTEST_SKIP() << "none of ar, llvm-ar, nm, llvm-nm installed";
 }
@@ -158,18 +155,6 @@ TEST(Linkers, LldLinksThroughTheMap) { linkAndRun("lld"); }
 
 // ---------------------------------------------------------------------
 // The system's static libraries, rebuilt.
-
-// Where GNU ar's map and zolt's legitimately part: a symbol whose readelf
-// binding is listed here is in GNU ar's map but not in zolt's.
-struct Difference {
-  const char* binding;
-  const char* reason;
-};
-const Difference kGnuOnly[] = {
-    {"UNIQUE",
-     "STB_GNU_UNIQUE (binding 10; g++ gives it to static data of inline functions and "
-     "templates): GNU ar treats it as global; zolt takes only global and weak bindings"},
-};
 
 // Extracts every member of `library` by position (libc.a has several
 // members of the same name) into dir/m/NNNN/<name>, rebuilds it with zolt
@@ -212,31 +197,7 @@ void rebuildAndCompare(const TempDir& dir, const std::string& library, std::stri
   auto gnuMap = mapByMember(parseArchive(readFile(dir.file("rebuilt_gnu.a"))));
   ASSERT_FALSE(zoltMap.empty());
   for (const auto& e : zoltMap) ASSERT_GE(e.first, 0) << e.second << " points at no member";
-
-  // The named differences, as readelf sees the members.
-  std::map<std::string, int> position;
-  for (size_t i = 0; i < paths.size(); ++i) position[paths[i]] = static_cast<int>(i);
-  std::set<std::pair<int, std::string>> gnuOnly;
-  std::map<std::string, std::vector<std::string>> why;
-  for (const auto& s : readelfSymbols(paths, dir.path())) {
-    if (s.ndx == "UND") continue;
-    for (const auto& d : kGnuOnly)
-      if (s.bind == d.binding) {
-        gnuOnly.insert({position.at(s.file), s.name});
-        why[d.reason].push_back(s.name);
-      }
-  }
-  std::vector<std::pair<int, std::string>> expected;
-  for (const auto& e : gnuMap)
-    if (!gnuOnly.count(e)) expected.push_back(e);
-  EXPECT_EQ(gnuMap.size() - expected.size(), gnuOnly.size())
-      << "every named difference should be in GNU ar's map";
-  EXPECT_EQ(zoltMap, expected);
-  for (const auto& [reason, names] : why) {
-    std::cout << "[  NOTE    ] " << names.size() << " symbol(s) only in GNU ar's map: " << reason
-              << ":\n";
-    for (const auto& n : names) std::cout << "               " << n << "\n";
-  }
+  EXPECT_EQ(zoltMap, gnuMap);
 }
 
 std::string systemLibrary(const std::string& name) {
@@ -251,7 +212,7 @@ bool isArchive(const std::string& path) { return readFile(path).compare(0, 8, "!
 // A system library, a program using it, and how to link that program
 // against the system's library ("%") and against the rebuilt one ("@").
 struct Library {
-std::string name, program, compiler;
+std::string name, program;
 std::vector<std::string> systemLink, rebuiltLink;
 };
 const Library kLibraries[] = {
@@ -262,17 +223,10 @@ const Library kLibraries[] = {
      "  char buf[64];\n  snprintf(buf, sizeof buf, \"%d-%d-%d-%d\", v[0], v[1], v[2], v[3]);\n"
      "  errno = 0;\n  long big = strtol(\"99999999999999999999999\", NULL, 10);\n"
      "  printf(\"%zu %s %d %ld\\n\", strlen(buf), buf, errno == ERANGE, big > 0);\n  return 0;\n}\n",
-     "gcc", {"-static"},
+     {"-static"},
      // Nothing of the system's libc: the rebuilt one, with the compiler's
      // support libraries, in one group.
      {"-static", "-nodefaultlibs", "-Wl,--start-group", "@", "-lgcc", "-lgcc_eh", "-Wl,--end-group"}},
-    // Static: its objects call into libc's internals (cpu features for the
-    // ifunc resolvers, __frexp), which the shared libc does not export.
-    {"libm.a",
-     "#include <stdio.h>\n#include <math.h>\nint main(int argc, char **argv) {\n  (void)argv;\n"
-     "  double x = 26.0 + argc;\n"
-     "  printf(\"%.6f %.6f %.6f\\n\", cbrt(x), erf(x / 30.0), sqrt(x));\n  return 0;\n}\n",
-     "gcc", {"-static", "-lm"}, {"-static", "@"}},
     {"libz.a",
      "#include <stdio.h>\n#include <string.h>\n#include <zlib.h>\nint main(void) {\n"
      "  const char *s = \"hello, archive\";\n  unsigned char packed[128], back[128];\n"
@@ -280,40 +234,13 @@ const Library kLibraries[] = {
      "  compress(packed, &n, (const Bytef *)s, strlen(s) + 1);\n  uncompress(back, &m, packed, n);\n"
      "  printf(\"%lu %s %s\\n\", crc32(0, (const Bytef *)s, strlen(s)), back, zlibVersion());\n"
      "  return 0;\n}\n",
-     "gcc", {"%"}, {"@"}},
-    {"libsqlite3.a",
-     "#include <stdio.h>\n#include <sqlite3.h>\n"
-     "static int row(void *u, int n, char **v, char **c) {\n"
-     "  (void)u; (void)c; for (int i = 0; i < n; ++i) printf(\"%s\\n\", v[i]); return 0; }\n"
-     "int main(void) {\n  sqlite3 *db;\n  if (sqlite3_open(\":memory:\", &db) != SQLITE_OK) return 1;\n"
-     "  sqlite3_exec(db, \"select 6 * 7, upper('zolt')\", row, 0, 0);\n"
-     "  printf(\"%s\\n\", sqlite3_libversion());\n  sqlite3_close(db);\n  return 0;\n}\n",
-     "gcc", {"%", "-lm"}, {"@", "-lm"}},
-    {"libgtest.a",
-     "#include <gtest/gtest.h>\n"
-     "TEST(Rebuilt, Works) { EXPECT_EQ(6 * 7, 42); EXPECT_STREQ(\"zolt\", \"zolt\"); }\n"
-     "int main(int argc, char **argv) {\n  testing::InitGoogleTest(&argc, argv);\n"
-     "  auto& listeners = testing::UnitTest::GetInstance()->listeners();\n"
-     "  delete listeners.Release(listeners.default_result_printer());\n"
-     "  int status = RUN_ALL_TESTS();\n"
-     "  printf(\"status %d, %d test(s) passed\\n\", status,\n"
-     "         testing::UnitTest::GetInstance()->successful_test_count());\n  return status;\n}\n",
-     "g++", {"%", "-lpthread"}, {"@", "-lpthread"}},
+     {"%"}, {"@"}},
 };
 
 // Rebuilds the system's library with zolt and checks that a program links
 // against it as against the original.
 void checkRebuilt(const Library& library) {
   std::string lib = systemLibrary(library.name);
-  if (!lib.empty() && !isArchive(lib) && library.name == "libm.a") {
-    // Debian's libm.a is a linker script naming libm-<version>.a.
-    std::string script = readFile(lib);
-    size_t at = script.find("libm-"), end = script.find(".a", at);
-    if (at != std::string::npos && end != std::string::npos) {
-      size_t begin = script.rfind(' ', at) + 1;
-      lib = script.substr(begin, end + 2 - begin);
-    }
-  }
   if (lib.empty() || !exists(lib) || !isArchive(lib)) GTEST_SKIP() << "no static " << library.name;
   TempDir dir;
   std::string rebuilt;
@@ -322,13 +249,12 @@ void checkRebuilt(const Library& library) {
   std::vector<std::string> systemLink = library.systemLink, rebuiltLink = library.rebuiltLink;
   for (auto* link : {&systemLink, &rebuiltLink})
     for (auto& a : *link) a = a == "%" ? lib : a == "@" ? rebuilt : a;
-  writeFile(dir.file(library.compiler == "gcc" ? "prog.c" : "prog.cpp"), library.program);
-  RunResult r = testutil::run({library.compiler, "-c", "-o", "prog.o",
-                               library.compiler == "gcc" ? "prog.c" : "prog.cpp"}, dir.path());
+  writeFile(dir.file("prog.c"), library.program);
+  RunResult r = testutil::run({"gcc", "-c", "-o", "prog.o", "prog.c"}, dir.path());
   ASSERT_EQ(r.status, 0) << r.err;
   std::string outputs[2];
   for (int i = 0; i < 2; ++i) {
-    std::vector<std::string> argv{library.compiler, "-o", "prog" + std::to_string(i), "prog.o"};
+    std::vector<std::string> argv{"gcc", "-o", "prog" + std::to_string(i), "prog.o"};
     argv.insert(argv.end(), (i ? rebuiltLink : systemLink).begin(), (i ? rebuiltLink : systemLink).end());
     r = testutil::run(argv, dir.path());
     ASSERT_EQ(r.status, 0) << r.err;
@@ -341,9 +267,6 @@ void checkRebuilt(const Library& library) {
 }
 
 TEST(SystemLibraries, LibcRebuiltLinksStatically) { checkRebuilt(kLibraries[0]); }
-TEST(SystemLibraries, LibmRebuiltLinks) { checkRebuilt(kLibraries[1]); }
-TEST(SystemLibraries, LibzRebuiltLinks) { checkRebuilt(kLibraries[2]); }
-TEST(SystemLibraries, Sqlite3RebuiltLinks) { checkRebuilt(kLibraries[3]); }
-TEST(SystemLibraries, GtestRebuiltLinks) { checkRebuilt(kLibraries[4]); }
+TEST(SystemLibraries, LibzRebuiltLinks) { checkRebuilt(kLibraries[1]); }
 
 }  // namespace

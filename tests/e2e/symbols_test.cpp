@@ -412,38 +412,6 @@ TEST_F(Symbols, SymtabOfWrongTypeEndsInInternalError) {
   EXPECT_RUN(z({"rs", "lib", "bad.o"}), building("lib.lib") + symbolLines({"f", "b"}), "", 0);
 }
 
-TEST_F(Symbols, ObjectWithMoreThan65279Sections) {
-  // More sections than e_shnum holds: the count is in section 0's sh_size,
-  // the name table index in its sh_link, and the symbols of the last
-  // sections carry SHN_XINDEX.
-  const int kSections = 65400;
-  std::string text;
-  for (int i = 0; i < kSections; ++i) {
-    std::string n = std::to_string(i);
-    text += ".section .t" + n + ",\"ax\"\n.globl f" + n + "\nf" + n + ": ret\nl" + n + ": ret\n";
-  }
-  text += ".section .t9,\"ax\"\n.weak last\nlast: ret\n";
-  std::string many = assemble("many", text);
-  RunResult header = testutil::run({"readelf", "-hW", many});
-  ASSERT_NE(header.out.find("Number of section headers:         0 ("), std::string::npos) << header.out;
-  ASSERT_NE(header.out.find("Section header string table index: 65535 ("), std::string::npos);
-  std::string small = assemble("small", ".globl after\n.data\nafter: .byte 1\n");
-  RunResult r = z({"rsq", "lib", "many.o", "small.o"});
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.err, "");
-  auto all = members("lib.lib");
-  auto ordinary = ordinaryMembers(all);
-  ASSERT_EQ(ordinary.size(), 2u);
-  std::vector<MapEntry> want;
-  for (int i = 0; i < kSections; ++i) want.push_back({"f" + std::to_string(i), uint32_t(ordinary[0].header)});
-  want.push_back({"last", uint32_t(ordinary[0].header)});
-  want.push_back({"after", uint32_t(ordinary[1].header)});
-  std::vector<MapEntry> map = symbolMap(all);
-  EXPECT_EQ(map.size(), want.size());
-  EXPECT_TRUE(map == want);  // not printed: 65 thousand entries
-  EXPECT_TRUE(map == expectedMap({many, small}, ordinary));
-}
-
 TEST_F(Symbols, MalformedObjectsDoNotSpoilTheArchive) {
   std::string a = object("a", "int f(void) { return 1; }\nint c2 = 2;\n");
   std::string last = object("z", "int zf(void) { return 3; }\n");
