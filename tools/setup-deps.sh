@@ -20,6 +20,7 @@ check llvm-ar llvm
 check llvm-nm llvm
 check ld.lld lld
 check readelf binutils
+check python3 python3
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
 [ -n "$(find /usr/lib -name 'libclang_rt.asan*' -print -quit 2>/dev/null)" ] || need+=(libclang-rt-14-dev)
 [ -n "$(find /usr/lib -name 'libclang_rt.fuzzer*' -print -quit 2>/dev/null)" ] || need+=(libclang-rt-14-dev)
