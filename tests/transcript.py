@@ -1,21 +1,20 @@
 #!/usr/bin/env python3
-"""Runs transcript tests: shell sessions with their expected output.
-
-A transcript (*.t) holds commands and what they print:
-
-    Lines not indented by two blanks are commentary.
-      $ zolt ax lib                 a command, run by bash in the scratch directory
-      > more                        continues the command on a new line
-        -->  error: ...             (indented) an expected line of standard output
-      ! stderr text                 an expected line of standard error (after stdout)
-      [1]                           the exit status, when it is not 0
-
-An expected line ending in " (re)" is a regular expression for the whole
-line; " (no-eol)" says the output ends without a newline. Every command of
-a file runs in one fresh scratch directory (removed afterwards), after
-tests/e2e/prelude.sh, with zolt first on PATH.
-
-usage: transcript.py --zolt BINARY [--update] FILE.t ..."""
+# Runs transcript tests: shell sessions with their expected output.
+#
+# A transcript (*.t) holds commands and what they print:
+#   # commentary (any line not indented by two blanks)
+#     $ zolt ax lib           a command, run by bash in the scratch directory
+#     > more                  continues the command on a new line
+#       -->  error: ...       (indented) a line of standard output
+#     ! text                  a line of standard error (shown after standard output)
+#     [1]                     the exit status, when it is not 0
+# An expected line ending in " (re)" is a regular expression for the whole
+# line; " (no-eol)" marks output that does not end with a newline. All
+# commands of a file run in one fresh scratch directory (removed afterwards),
+# after tests/e2e/prelude.sh, with zolt first on PATH, TZ=UTC and LC_ALL=C.
+#
+# usage: transcript.py --zolt BINARY [--update] FILE.t ...
+#   --update writes the actual output back into the file: review every line.
 import argparse
 import difflib
 import os
@@ -31,7 +30,7 @@ TIMEOUT = int(os.environ.get('TRANSCRIPT_TIMEOUT', '600'))
 
 
 def parse(lines):
-    """Commentary lines, and the commands with their expected output."""
+    """Commentary lines as they are; commands as {'cmd': [...], 'expect': [...]}."""
     items, cmd = [], None
     for line in lines:
         if line.startswith('  $ '):
@@ -48,7 +47,6 @@ def parse(lines):
 
 
 def render(data, prefix):
-    """Output bytes as transcript lines."""
     text = data.decode('utf-8', 'backslashreplace')
     if not text:
         return []
@@ -66,86 +64,74 @@ def run(command, cwd, env):
                          stderr=subprocess.PIPE, start_new_session=True)
     try:
         out, err = p.communicate(timeout=TIMEOUT)
+        status = p.returncode if p.returncode >= 0 else 128 - p.returncode
     except subprocess.TimeoutExpired:
         os.killpg(p.pid, signal.SIGKILL)
         out, err = p.communicate()
-        return render(out, '') + render(err, '! ') + ['[timeout]']
-    status = p.returncode if p.returncode >= 0 else 128 - p.returncode
-    got = render(out, '') + render(err, '! ')
-    return got + (['[%d]' % status] if status else [])
+        status = 'timeout'
+    return render(out, '') + render(err, '! ') + (['[%s]' % status] if status else [])
 
 
-def matches(expected, actual):
-    if len(expected) != len(actual):
+def same(expected, actual):
+    if expected is None or actual is None:
         return False
-    for e, a in zip(expected, actual):
-        if e.endswith(' (re)'):
-            try:
-                if not re.fullmatch(e[:-5], a):
-                    return False
-            except re.error:
-                return False
-        elif e != a:
+    if expected.endswith(' (re)'):
+        try:
+            return re.fullmatch(expected[:-5], actual) is not None
+        except re.error:
             return False
-    return True
+    return expected == actual
+
+
+def merge(expected, got):
+    """The actual lines, keeping each expected pattern that matches its line,
+    so that a diff shows only real differences."""
+    padded = expected + [None] * (len(got) - len(expected))
+    return [e if same(e, a) else a for e, a in zip(padded, got)]
 
 
 def run_file(path, zolt, update):
     with open(path, encoding='utf-8') as f:
-        lines = f.read().split('\n')
-    if lines and lines[-1] == '':
-        lines.pop()
-    items = parse(lines)
+        items = parse(f.read().rstrip('\n').split('\n'))
     top = tempfile.mkdtemp(prefix='zolt-t-')
-    scratch = top + '/work'
-    os.mkdir(scratch)
+    os.mkdir(top + '/work')
     os.mkdir(top + '/tmp')
     env = dict(os.environ, PATH=os.path.dirname(os.path.abspath(zolt)) + ':' + os.environ['PATH'],
-               ZOLT=os.path.abspath(zolt), TESTDIR=os.path.dirname(os.path.abspath(path)),
-               SRCDIR=os.path.dirname(HERE), PRELUDE=os.path.join(HERE, 'e2e', 'prelude.sh'),
-               TZ='UTC', LC_ALL='C', TMPDIR=top + '/tmp', HOME=top)
+               ZOLT=os.path.abspath(zolt), SRCDIR=os.path.dirname(HERE),
+               PRELUDE=os.path.join(HERE, 'e2e', 'prelude.sh'), TZ='UTC', LC_ALL='C',
+               TMPDIR=top + '/tmp', HOME=top)
     for name in ('SOURCE_DATE_EPOCH', 'TMP', 'TEMP'):
         env.pop(name, None)
     old_umask = os.umask(0o022)
-    expected_text, actual_text = [], []
+    expected, actual = [], []
     try:
         for item in items:
             if isinstance(item, str):
-                expected_text.append(item)
-                actual_text.append(item)
+                expected.append(item)
+                actual.append(item)
                 continue
             shown = ['  $ ' + item['cmd'][0]] + ['  > ' + c for c in item['cmd'][1:]]
-            got = run('\n'.join(item['cmd']), scratch, env)
-            expected_text += shown + ['  ' + e for e in item['expect']]
-            actual_text += shown + ['  ' + a for a in merge(item['expect'], got)]
+            got = run('\n'.join(item['cmd']), top + '/work', env)
+            expected += shown + ['  ' + e for e in item['expect']]
+            actual += shown + ['  ' + a for a in merge(item['expect'], got)]
     finally:
         os.umask(old_umask)
         subprocess.run(['chmod', '-R', 'u+rwx', top], stderr=subprocess.DEVNULL)
         shutil.rmtree(top, ignore_errors=True)
-    if expected_text == actual_text:
+    if expected == actual:
         return True
-    sys.stdout.writelines(difflib.unified_diff([l + '\n' for l in expected_text],
-                                               [l + '\n' for l in actual_text],
-                                               path, path + ' (actual)'))
+    sys.stdout.writelines(difflib.unified_diff([l + '\n' for l in expected],
+                                               [l + '\n' for l in actual], path, path + ' (actual)'))
     if update:
         with open(path, 'w', encoding='utf-8') as f:
-            f.write('\n'.join(actual_text) + '\n')
+            f.write('\n'.join(actual) + '\n')
     return False
-
-
-def merge(expected, got):
-    """The actual lines, keeping an expected pattern wherever it matches, so
-    that a diff shows only real differences."""
-    if matches(expected, got):
-        return expected
-    return [e if e is not None and matches([e], [a]) else a
-            for e, a in zip(expected + [None] * (len(got) - len(expected)), got)]
 
 
 def main():
     ap = argparse.ArgumentParser()
     ap.add_argument('--zolt', required=True)
-    ap.add_argument('--update', action='store_true', help='write the actual output back')
+    ap.add_argument('--update', action='store_true')
     ap.add_argument('files', nargs='+')
     a = ap.parse_args()
     failed = [f for f in a.files if not run_file(f, a.zolt, a.update)]

@@ -1,13 +1,12 @@
 #!/usr/bin/env python3
-"""Patches fields of an ELF file in place, in the file's own class and byte order.
-
-usage: elfpatch.py FILE FIELD=VALUE ...
-  e_shoff=0x80000000        a file header field (ei_class and ei_data: e_ident bytes 4, 5)
-  3.sh_size=0xffffffff      a field of section header 3
-  .symtab.sh_type=3         a field of the section of that name
-  sym:f.st_info=0x12        a field of the .symtab entry named f
-  @24:4=1                   raw bytes: offset, width"""
-import struct
+# Patches or prints fields of an ELF file, in the file's own class and byte order.
+#
+# usage: elfpatch.py FILE FIELD[=VALUE] ...   (a FIELD without a value is printed)
+#   e_shoff=0x80000000        a file header field (ei_class and ei_data: e_ident bytes 4, 5)
+#   3.sh_size=0xffffffff      a field of section header 3
+#   .symtab.sh_type=3         a field of the section of that name
+#   sym:f.st_info=0x12        a field of the .symtab entry named f
+#   @24:4=1                   raw bytes: offset, width
 import sys
 
 EHDR = {  # name: (offset 32, offset 64, width 32, width 64)
@@ -72,21 +71,24 @@ def main():
     path = sys.argv[1]
     elf = Elf(bytearray(open(path, 'rb').read()))
     for arg in sys.argv[2:]:
-        key, value = arg.split('=', 1)
-        value = int(value, 0)
+        key, _, value = arg.partition('=')
         if key.startswith('@'):
             off, width = key[1:].split(':')
-            elf.put(int(off, 0), int(width), value)
+            off, width = int(off, 0), int(width)
         elif key.startswith('sym:'):
             name, fld = key[4:].rsplit('.', 1)
             off, width = elf.field(SYM, fld)
-            elf.put(elf.symbol(name) + off, width, value)
+            off += elf.symbol(name)
         elif key in EHDR:
-            elf.put(*elf.field(EHDR, key), value)
+            off, width = elf.field(EHDR, key)
         else:
             sec, fld = key.rsplit('.', 1)
             off, width = elf.field(SHDR, fld)
-            elf.put(elf.shdr(elf.section(sec)) + off, width, value)
+            off += elf.shdr(elf.section(sec))
+        if value:
+            elf.put(off, width, int(value, 0))
+        else:
+            print(elf.get(off, width))
     open(path, 'wb').write(elf.b)
 
 
