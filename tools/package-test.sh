@@ -13,5 +13,6 @@ dest=$(mktemp -d)
 trap 'rm -rf "$dest"' EXIT
 dpkg-deb -x "$deb" "$dest"
 test -f "$dest/usr/share/man/man1/zolt.1.gz"
+test -f "$dest/usr/share/zolt/ZoltArchiver.cmake"
 "$dest/usr/bin/zolt" --toolversion | grep -q '^Zq4 Archiver  *v1\.0\.0\.LTS$'
-echo "package: $(basename "$deb") passes lintian, installs zolt and its man page, and runs"
+echo "package: $(basename "$deb") passes lintian, installs zolt, its man page and the CMake module, and runs"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds zolt and runs every test: with g++ (preset dev), then the Debian
-# package; then with clang under
+# package and the CMake module; then with clang under
 # AddressSanitizer and UndefinedBehaviorSanitizer (preset asan); then
 # clang-tidy, and each fuzz target for a bounded time (FUZZ_SECONDS,
 # default 60). Warnings are errors in every build.
@@ -25,6 +25,8 @@ echo "== g++ build and tests"
 run_suite dev gcc
 echo "== Debian package"
 "$root/tools/package-test.sh" "$root/build/gcc"
+echo "== CMake module on an untouched project"
+"$root/tools/cmake-test.sh" "$root/build/gcc"
 echo "== clang build with AddressSanitizer and UndefinedBehaviorSanitizer, tests"
 run_suite asan asan
 echo "== clang-tidy"
