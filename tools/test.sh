@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds zolt and runs every test: with g++ (preset dev), then the Debian
-# package and the CMake module; then with clang under
+# package, the CMake module and the autotools recipe; then with clang under
 # AddressSanitizer and UndefinedBehaviorSanitizer (preset asan); then
 # clang-tidy, and each fuzz target for a bounded time (FUZZ_SECONDS,
 # default 60). Warnings are errors in every build.
@@ -27,6 +27,8 @@ echo "== Debian package"
 "$root/tools/package-test.sh" "$root/build/gcc"
 echo "== CMake module on an untouched project"
 "$root/tools/cmake-test.sh" "$root/build/gcc"
+echo "== automake and libtool project"
+"$root/tools/autotools-test.sh" "$root/build/gcc"
 echo "== clang build with AddressSanitizer and UndefinedBehaviorSanitizer, tests"
 run_suite asan asan
 echo "== clang-tidy"
