@@ -37,12 +37,12 @@ struct FileStatus {
 int64_t latestStoredDate() {
   static const int64_t latest = [] {
     const char* text = std::getenv("SOURCE_DATE_EPOCH");
-    if (!text || !*text) return int64_t{-1};
+    // Digits only: no sign, no blank, nothing after them.
+    if (!text || *text < '0' || *text > '9') return int64_t{-1};
     int64_t value = 0;
     const char* end = text + std::strlen(text);
     auto [stop, error] = std::from_chars(text, end, value);
-    if (error != std::errc() || stop != end || *text < '0' || *text > '9') return int64_t{-1};
-    return value;
+    return error == std::errc() && stop == end ? value : int64_t{-1};
   }();
   return latest;
 }
