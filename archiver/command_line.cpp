@@ -80,7 +80,8 @@ void printUsage(bool withHelp) {
 }
 
 void parseOptionWord(CommandLine& commandLine, const char* word) {
-  if (std::strcmp(word, "--toolversion") == 0) {
+  // "--version" is the name the rest of a Linux toolchain answers to.
+  if (std::strcmp(word, "--toolversion") == 0 || std::strcmp(word, "--version") == 0) {
     printToolVersion(stdout);
     std::exit(0);
   }

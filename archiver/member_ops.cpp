@@ -7,6 +7,7 @@
 #include <charconv>
 #include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
@@ -25,12 +26,32 @@ std::unique_ptr<ArgumentIndex> argumentIndex;
 CommandLine* indexedCommandLine = nullptr;
 
 struct FileStatus {
-  int32_t date = 0;
+  int32_t date = 0;        // the file's own date, for the update test
+  int32_t storedDate = 0;  // the date the member takes
   int32_t size = 0;
 };
 
+// SOURCE_DATE_EPOCH, read once: the latest date a member may take from a
+// file, so that the same inputs give the same archive whenever they were
+// touched. -1 when the variable is unset or not a plain decimal number.
+int64_t latestStoredDate() {
+  static const int64_t latest = [] {
+    const char* text = std::getenv("SOURCE_DATE_EPOCH");
+    // Digits only: no sign, no blank, nothing after them.
+    if (!text || *text < '0' || *text > '9') return int64_t{-1};
+    int64_t value = 0;
+    const char* end = text + std::strlen(text);
+    auto [stop, error] = std::from_chars(text, end, value);
+    return error == std::errc() && stop == end ? value : int64_t{-1};
+  }();
+  return latest;
+}
+
 void takeStatus(const struct stat& st, FileStatus& status) {
   status.date = static_cast<int32_t>(st.st_mtime);
+  int64_t latest = latestStoredDate();
+  status.storedDate = latest >= 0 && st.st_mtime > latest ? static_cast<int32_t>(latest)
+                                                          : status.date;
   // A file too big for the 32-bit size must not wrap to a small size and be
   // cut short: it is kept large, so the writer refuses it.
   status.size = st.st_size > INT32_MAX ? INT32_MAX : static_cast<int32_t>(st.st_size);
@@ -100,7 +121,7 @@ void addFiles(CommandLine& commandLine, Archive& archive) {
     auto* member = newMember(archive);
     member->name = baseName(path);
     member->sourcePath = path;
-    member->date = status.date;
+    member->date = status.storedDate;
     member->size = status.size;
     appendMember(archive, member);
     commandLine.files[i] = nullptr;
@@ -120,7 +141,7 @@ void replaceMembers(CommandLine& commandLine, Archive& archive) {
     if (commandLine.updateOnly && !(status.date > m->date)) continue;
     if (commandLine.verbose) printStatus("  ==>  %s '%s'\n", "replace", m->name);
     m->sourcePath = file;
-    m->date = status.date;
+    m->date = status.storedDate;
     m->size = status.size;
     m->dataOffset = 0;
   }

@@ -11,8 +11,7 @@ targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(archive_fuzz command_file_fuzz member_name_fuzz objfile_fuzz)
 
 if [ -z "${FUZZ_SKIP_BUILD:-}" ]; then
-  CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja -DZOLT_FUZZ=ON -DZOLT_TESTS=OFF \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+  (cd "$root" && cmake --preset fuzz -B "$build" >/dev/null)
   cmake --build "$build" -j "${JOBS:-2}"
 fi
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what building and testing zolt needs, when it is missing.
-# Debian packages: compilers, CMake, Ninja, GoogleTest, and the peer tools
-# (binutils, LLVM, lld) that the interoperability tests compare against.
+# Debian packages: compilers, CMake, Ninja, GoogleTest, the peer tools
+# (binutils, LLVM, lld) that the interoperability tests compare against, and
+# the tools of the package and build-system checks.
 set -euo pipefail
 
 need=()
@@ -21,6 +22,15 @@ check llvm-nm llvm
 check ld.lld lld
 check readelf binutils
 check python3 python3
+# The package (dpkg-shlibdeps, file, lintian) and the build-system recipes
+# (make, automake, libtool).
+check dpkg-shlibdeps dpkg-dev
+check file file
+check lintian lintian
+check make make
+check autoreconf autoconf
+check automake automake
+check libtoolize libtool
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
 [ -n "$(find /usr/lib -name 'libclang_rt.asan*' -print -quit 2>/dev/null)" ] || need+=(libclang-rt-14-dev)
 [ -n "$(find /usr/lib -name 'libclang_rt.fuzzer*' -print -quit 2>/dev/null)" ] || need+=(libclang-rt-14-dev)
