@@ -1,6 +1,6 @@
-SOURCE_DATE_EPOCH: a member takes at most that date from its file, so the
-same inputs touched at different times give the same bytes. c.o is older
-than the epoch and keeps its own date.
+# SOURCE_DATE_EPOCH: a member takes at most that date from its file, so the
+# same inputs touched at different times give the same bytes. c.o is older
+# than the epoch and keeps its own date.
 
   $ for t in 1700000000 1800000000; do
   >   mk a.o 'alpha\n' $t; mk b.o 'beta\n' $((t + 60)); mk c.o 'c\n' 1500000000
@@ -14,9 +14,9 @@ than the epoch and keeps its own date.
            5   Sun Sep 13 12:26:40 2020    b.o
            2   Fri Jul 14 02:40:00 2017    c.o
 
-The update test compares the file's own date: a file changed after the
-epoch is always taken (and stored with the epoch again); c.o, no newer than
-its member, is not.
+# The update test compares the file's own date: a file changed after the
+# epoch is always taken (and stored with the epoch again); c.o, no newer than
+# its member, is not.
 
   $ mk a.o 'ALPHA\n' 1800000100
   $ SOURCE_DATE_EPOCH=1600000000 zolt ruv lib1800000000.a a.o b.o c.o; zolt t lib1800000000.a
@@ -32,8 +32,8 @@ its member, is not.
   $ zolt x lib1800000000.a a.o && cat a.o
   ALPHA
 
-Unset, or anything but a plain decimal number, changes nothing; 0 is a
-number, and a file dated exactly at the epoch keeps its date.
+# Unset, or anything but a plain decimal number, changes nothing; 0 is a
+# number, and a file dated exactly at the epoch keeps its date.
 
   $ mk n.o 'n\n' 1700000000
   $ for v in unset '' abc -5 +5 ' 5' 5x 99999999999999999999 1700000000 0; do
@@ -51,7 +51,7 @@ number, and a file dated exactly at the epoch keeps its date.
   '1700000000' =>         2   Tue Nov 14 22:13:20 2023    n.o
   '0' =>         2   Thu Jan  1 00:00:00 1970    n.o
 
---version is --toolversion; a longer word is still an option word.
+# --version is --toolversion; a longer word is still an option word.
 
   $ rows --version --toolversion '--versions lib'
   zolt --version => [0]
