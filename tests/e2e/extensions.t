@@ -60,5 +60,4 @@
   zolt --toolversion => [0]
   Zq4 Archiver                            v1.0.0.LTS
   Build Number [0-9A-Z-]+ (re)
-  zolt --versions lib => [1]
-  !   -->  error: bad option 'e'
+  zolt --versions lib => [1] !   -->  error: bad option 'e'
