@@ -15,8 +15,10 @@ namespace {
 constexpr size_t kWindowSize = size_t{64} * 1024;
 constexpr size_t kSmallWindow = size_t{4} * 1024;
 
+// Never destroyed: the C library flushes the streams still open at exit
+// after static destructors have run, and their buffers live in the handles.
 std::vector<std::unique_ptr<STREAM_HANDLE>>& table() {
-  static std::vector<std::unique_ptr<STREAM_HANDLE>> handles = [] {
+  static auto& handles = *new std::vector<std::unique_ptr<STREAM_HANDLE>>([] {
     std::vector<std::unique_ptr<STREAM_HANDLE>> t;
     for (auto [stream, name, mode] : {std::tuple{stdin, "(stdin)", "r"},
                                       std::tuple{stdout, "(stdout)", "w"},
@@ -28,7 +30,7 @@ std::vector<std::unique_ptr<STREAM_HANDLE>>& table() {
       t.push_back(std::move(handle));
     }
     return t;
-  }();
+  }());
   return handles;
 }
 
