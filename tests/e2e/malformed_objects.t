@@ -1,0 +1,14 @@
+Malformed objects are read exactly as the object reader's rules say, and
+never end the run: each row archives a damaged other.o beside good.o, and
+"s" shows what the index receives.
+
+A count at the 32-bit limit (extended numbering: e_shnum 0, section 0's
+sh_size 0xFFFFFFFF) with no ".symtab": the ".symtab" the reader adds takes
+index 0xFFFFFFFF, and the member has no symbols.
+
+  $ obj good.o 'int good(void) { return 1; }'
+  $ obj other.o 'int other(void) { return 2; }'
+  $ cp other.o count.o && elfpatch count.o .symtab.sh_name=0 e_shnum=0 0.sh_size=0xffffffff
+  $ rows 'rqs count.a count.o good.o'
+  zolt rqs count.a count.o good.o => [0]
+    ==>  symbol defined: 'good'
