@@ -4,11 +4,15 @@ never end the run: each row archives a damaged other.o beside good.o, and
 
 A count at the 32-bit limit (extended numbering: e_shnum 0, section 0's
 sh_size 0xFFFFFFFF) with no ".symtab": the ".symtab" the reader adds takes
-index 0xFFFFFFFF, and the member has no symbols.
+index 0xFFFFFFFF, and the member has no symbols. A 64-bit section-name table
+of 4 GiB maps its length's low 32 bits, none: no section has a name.
 
   $ obj good.o 'int good(void) { return 1; }'
   $ obj other.o 'int other(void) { return 2; }'
   $ cp other.o count.o && elfpatch count.o .symtab.sh_name=0 e_shnum=0 0.sh_size=0xffffffff
-  $ rows 'rqs count.a count.o good.o'
+  $ cp other.o names.o && elfpatch names.o .shstrtab.sh_size=0x100000000
+  $ rows 'rqs count.a count.o good.o' 'rqs names.a names.o good.o'
   zolt rqs count.a count.o good.o => [0]
+    ==>  symbol defined: 'good'
+  zolt rqs names.a names.o good.o => [0]
     ==>  symbol defined: 'good'
