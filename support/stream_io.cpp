@@ -89,6 +89,25 @@ int64_t stream_known_size(STREAM_HANDLE* handle) {
   return handle->known_size;
 }
 
+void stream_forget(STREAM_HANDLE* handle) {
+  if (!handle) return;
+  handle->window_offset = -1;
+  handle->window_length = 0;
+  handle->window_uses = 0;
+  handle->known_size = -1;
+}
+
+int64_t stream_tell(STREAM_HANDLE* handle) {
+  if (!handle || !handle->stream) return -1;
+  off_t position = ftello(handle->stream);
+  return position < 0 ? -1 : static_cast<int64_t>(position);
+}
+
+bool stream_seek(STREAM_HANDLE* handle, int64_t offset) {
+  return handle && handle->stream && offset >= 0 &&
+         fseeko(handle->stream, static_cast<off_t>(offset), SEEK_SET) == 0;
+}
+
 int64_t stream_pread(STREAM_HANDLE* handle, void* buffer, size_t length, int64_t offset) {
   if (!handle || !handle->stream || offset < 0) return -1;
   int fd = fileno(handle->stream);

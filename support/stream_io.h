@@ -46,6 +46,16 @@ size_t stream_table_size();
 // the handle writes or its stream is not a regular file.
 int64_t stream_known_size(STREAM_HANDLE* handle);
 
+// Drops what the handle remembers of its file, the read-ahead window and the
+// measured length, so that the next read sees the file as it now is.
+void stream_forget(STREAM_HANDLE* handle);
+
+// Position of the stream, 64-bit; -1 when it cannot be told.
+int64_t stream_tell(STREAM_HANDLE* handle);
+
+// Moves the stream to `offset`; false when it cannot.
+bool stream_seek(STREAM_HANDLE* handle, int64_t offset);
+
 // Reads up to `length` bytes at `offset` without moving the stream: the
 // number read (short at the end of the file), or -1 when the stream does not
 // allow positioned reads. Small reads of read-only files are served from a
