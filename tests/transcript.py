@@ -10,6 +10,10 @@ A transcript (*.t) holds commands and what they print:
       ! stderr text                 an expected line of standard error (after stdout)
       [1]                           the exit status, when it is not 0
 
+A command that exits with status 77 skips the rest of its file: what it
+printed is shown as the reason, and transcript.py exits with 77 (which
+ctest counts as skipped) unless another file failed.
+
 An expected line ending in " (re)" is a regular expression for the whole
 line; " (no-eol)" says the output ends without a newline. Every command of
 a file runs in one fresh scratch directory (removed afterwards), after
@@ -28,6 +32,7 @@ import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 TIMEOUT = int(os.environ.get('TRANSCRIPT_TIMEOUT', '600'))
+SKIP = 77
 
 
 def parse(lines):
@@ -108,6 +113,7 @@ def run_file(path, zolt, update):
         env.pop(name, None)
     old_umask = os.umask(0o022)
     expected_text, actual_text = [], []
+    skipped = None
     try:
         for item in items:
             if isinstance(item, str):
@@ -116,12 +122,18 @@ def run_file(path, zolt, update):
                 continue
             shown = ['  $ ' + item['cmd'][0]] + ['  > ' + c for c in item['cmd'][1:]]
             got = run('\n'.join(item['cmd']), scratch, env)
+            if got and got[-1] == '[%d]' % SKIP:
+                skipped = [l[2:] if l.startswith('! ') else l for l in got[:-1]]
+                break
             expected_text += shown + ['  ' + e for e in item['expect']]
             actual_text += shown + ['  ' + a for a in merge(item['expect'], got)]
     finally:
         os.umask(old_umask)
         subprocess.run(['chmod', '-R', 'u+rwx', top], stderr=subprocess.DEVNULL)
         shutil.rmtree(top, ignore_errors=True)
+    if skipped is not None:
+        print('SKIPPED: %s: %s' % (path, ' '.join(skipped)))
+        return SKIP
     if expected_text == actual_text:
         return True
     sys.stdout.writelines(difflib.unified_diff([l + '\n' for l in expected_text],
@@ -148,10 +160,11 @@ def main():
     ap.add_argument('--update', action='store_true', help='write the actual output back')
     ap.add_argument('files', nargs='+')
     a = ap.parse_args()
-    failed = [f for f in a.files if not run_file(f, a.zolt, a.update)]
+    results = {f: run_file(f, a.zolt, a.update) for f in a.files}
+    failed = [f for f, r in results.items() if r is False]
     for f in failed:
         print('FAILED: ' + f)
-    return 1 if failed else 0
+    return 1 if failed else SKIP if SKIP in results.values() else 0
 
 
 if __name__ == '__main__':
