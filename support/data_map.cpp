@@ -19,8 +19,9 @@ namespace {
 
 uint64_t saturating_add(uint64_t a, uint64_t b) { return b > UINT64_MAX - a ? UINT64_MAX : a + b; }
 
-// Bytes the stream really holds from `offset` on; the length of a backing
-// range comes from a header and must not decide how much is allocated.
+// Bytes the stream really holds from `offset` on (both counted from the
+// handle's base); the length of a backing range comes from a header and
+// must not decide how much is allocated.
 uint64_t bytes_available(STREAM_HANDLE* handle, int64_t offset) {
   FILE* f = handle->stream;
   if (!f || offset < 0) return 0;
@@ -41,6 +42,9 @@ uint64_t bytes_available(STREAM_HANDLE* handle, int64_t offset) {
       if (end < 0) return 0;
       length = static_cast<uint64_t>(end);
     }
+    // Lengths count from the handle's base, as offsets do.
+    const auto base = static_cast<uint64_t>(handle->base);
+    length = length > base ? length - base : 0;
   }
   uint64_t start = static_cast<uint64_t>(offset);
   return length > start ? length - start : 0;
