@@ -22,12 +22,37 @@ scratch directory. Without 10 GB free in either the table is skipped.
   >   touch -d @$D m$i.bin
   > done
 
+45 data members: 4.5 GB, the last headers past 4 GiB. List, extract the
+last member, delete the first.
+
+  $ zolt rq big/data.a m*.bin; stat -c %s big/data.a
+  4500002258
+  $ zolt t big/data.a > list; grep -c bin list; sed -n '4p;$p' list
+  45
+    99999990   Tue Nov 14 22:13:20 2023    m00.bin
+    99999990   Tue Nov 14 22:13:20 2023    m44.bin
+  $ zolt x big/data.a big/m44.bin && cmp m44.bin big/m44.bin && echo same; rm -f big/m44.bin
+  same
+  $ zolt dq big/data.a m00.bin; zolt t big/data.a > list; grep -c bin list; sed -n '4p;$p' list
+  44
+    99999990   Tue Nov 14 22:13:20 2023    m01.bin
+    99999990   Tue Nov 14 22:13:20 2023    m44.bin
+
+An object after them would need an index with a header past 4 GiB: the
+write fails and the old archive is kept (not even rewritten).
+
+  $ obj small.o 'int small(void) { return 1; }'
+  $ stat -c '%i %s %Y' big/data.a > before; zolt rq big/data.a small.o
+  > echo "[$?] $(stat -c '%i %s %Y' big/data.a | cmp -s - before && echo kept) $(ls big)"
+  [1] kept data.a
+  !   -->  error: Cannot write symbol table
+  $ rm big/data.a
+
 22 data members (2.2 GB), then a small and a 2 MB object, both past 2 GiB.
 The index names their symbols when the archive is made, and again when
 a data member is replaced and the objects are read from the old archive;
 a program links against it.
 
-  $ obj small.o 'int small(void) { return 1; }'
   $ obj big.o 'char big_data[2000000] = {1}; int big(void) { return big_data[7]; }'
   $ obj main.o 'int small(void); int big(void); int main(void) { return small() + big() - 1; }'
   $ zolt rqs big/lib.a m0*.bin m1*.bin m20.bin m21.bin small.o big.o
