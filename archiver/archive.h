@@ -14,11 +14,11 @@ struct ArchiveMember {
   uint32_t nameOffset;    // in the name table being written; 0 for short names
   int32_t date;           // seconds since 1970-01-01 UTC
   int32_t size;           // data size in bytes
-  uint32_t dataOffset;    // data in the old archive; 0 for members from a file
+  uint64_t dataOffset;    // data in the old archive; 0 for members from a file
   ArchiveMember* next;
   ArchiveMember* prev;
   const char* sourcePath; // file that supplies the data; null for kept members
-  uint32_t headerOffset;  // header in the archive being written
+  uint32_t headerOffset;  // header in the archive being written (for the index: 32-bit)
   // Where the symbol pass kept the file's bytes for the write, so that the
   // file is not opened and read a second time (member_store.h).
   uint8_t kept;           // KeptWhere
@@ -53,7 +53,7 @@ struct Archive {
   bool ownsInput;
   const char* path;             // during a write: the set-aside old archive
   int32_t format;               // ArchiveFormat
-  uint32_t firstMemberOffset;
+  uint64_t firstMemberOffset;   // archives of any size: offsets are 64-bit
   Zone zone;
   ArchiveMember* members;
   ArchiveMember* lastMember;
@@ -83,7 +83,7 @@ void initArchive(Archive& archive, const char* path, STREAM_HANDLE* input,
 bool isArchive(Archive& archive);
 void loadSpecialMembers(Archive& archive, bool loadSymbols);
 void loadMembers(Archive& archive);
-ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset);
+ArchiveMember* readMemberHeader(Archive& archive, uint64_t offset);
 // Reads the whole data of a member of the archive being read (member.size
 // bytes at member.dataOffset) without moving its stream; false when the
 // archive does not hold them all.

@@ -44,11 +44,11 @@ int64_t readAt(Archive& archive, uint64_t offset, void* buffer, size_t length) {
 
 // Reads exactly `size` bytes at `offset` into zone memory (rounded up to
 // even); null when the data is not all there.
-uint8_t* readBlock(Archive& archive, uint32_t offset, uint32_t size) {
+uint8_t* readBlock(Archive& archive, uint64_t offset, uint32_t size) {
   uint32_t even = roundUpEven(size);
   // A header claiming more than the file holds would only fail the read
   // below; refuse it before allocating.
-  if (static_cast<uint64_t>(offset) + size > inputLength(archive)) return nullptr;
+  if (offset + size > inputLength(archive)) return nullptr;
   auto* block = static_cast<uint8_t*>(zone_alloc(&archive.zone, even));
   int64_t got = readAt(archive, offset, block, even);
   if (got < static_cast<int64_t>(size)) return nullptr;
@@ -166,7 +166,7 @@ const char* decodeMemberName(Archive& archive, std::string_view field, long uid)
   return zone_strndup(&archive.zone, text.data(), static_cast<uint32_t>(text.size()));
 }
 
-ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset) {
+ArchiveMember* readMemberHeader(Archive& archive, uint64_t offset) {
   char header[kHeaderSize];
   int64_t got = readAt(archive, offset, header, kHeaderSize);
   if (got <= 0) return nullptr;
@@ -193,29 +193,27 @@ ArchiveMember* readMemberHeader(Archive& archive, uint32_t offset) {
   member->name = name;
   member->date = static_cast<int32_t>(date);
   member->size = static_cast<int32_t>(size);
-  member->dataOffset = offset + static_cast<uint32_t>(kHeaderSize);
+  member->dataOffset = offset + kHeaderSize;
   return member;
 }
 
 void loadSpecialMembers(Archive& archive, bool loadSymbols) {
   if (!archive.input) return;
   uint64_t position = kMagicSize;
-  ArchiveMember* member = readMemberHeader(archive, static_cast<uint32_t>(position));
+  ArchiveMember* member = readMemberHeader(archive, position);
   if (!member) return;
   if (std::strcmp(member->name, kSymbolTableName) == 0) {
     if (loadSymbols) loadSymbolTable(archive, *member);
-    position = uint64_t{member->dataOffset} + roundUpEven(static_cast<uint32_t>(member->size));
-    if (position > 0xFFFFFFFFull) return;
-    member = readMemberHeader(archive, static_cast<uint32_t>(position));
+    position = member->dataOffset + roundUpEven(static_cast<uint32_t>(member->size));
+    member = readMemberHeader(archive, position);
     if (!member) return;
   }
   if (isNameTableName(member->name)) {
     archive.format = std::strcmp(member->name, kQvNameTableName) == 0 ? QvLongName : Posix;
     loadNameTable(archive, *member);
-    position = uint64_t{member->dataOffset} + roundUpEven(static_cast<uint32_t>(member->size));
-    if (position > 0xFFFFFFFFull) return;
+    position = member->dataOffset + roundUpEven(static_cast<uint32_t>(member->size));
   }
-  archive.firstMemberOffset = static_cast<uint32_t>(position);
+  archive.firstMemberOffset = position;
 }
 
 void loadMembers(Archive& archive) {
@@ -223,11 +221,12 @@ void loadMembers(Archive& archive) {
   if (archive.firstMemberOffset == 0) loadSpecialMembers(archive, false);
   if (archive.firstMemberOffset == 0) return;
   uint64_t position = archive.firstMemberOffset;
-  // Every step moves forward: sizes are never negative.
-  while (position <= 0xFFFFFFFFull) {
-    ArchiveMember* member = readMemberHeader(archive, static_cast<uint32_t>(position));
+  // Every step moves forward (sizes are never negative), as far as the
+  // archive goes, whatever its size.
+  for (;;) {
+    ArchiveMember* member = readMemberHeader(archive, position);
     if (!member) break;
     appendMember(archive, member);
-    position = uint64_t{member->dataOffset} + roundUpEven(static_cast<uint32_t>(member->size));
+    position = member->dataOffset + roundUpEven(static_cast<uint32_t>(member->size));
   }
 }

@@ -36,9 +36,27 @@ constexpr int32_t kKernelCopyThreshold = 1 << 20;
 FILE* outputFile(Archive& archive) { return archive.output ? archive.output->stream : nullptr; }
 FILE* inputFile(Archive& archive) { return archive.input ? archive.input->stream : nullptr; }
 
-void abandonAtExit() {
-  if (activeWrite) abandonWrite(*activeWrite);
+// Undoes a write on disk: the new file deleted, the old archive renamed
+// back. Only the write's own host paths are used, which live as long as the
+// process: exit-time handlers may run after static objects (the stream
+// table among them) are gone, and a signal handler may call nothing but
+// unlink and rename. Each flag is cleared right after its step, so that a
+// signal landing in between never repeats a step that matters.
+void undoOnDisk(Archive& archive) {
+  if (!archive.writeInProgress) return;
+  if (archive.outputCreated) unlink(archive.hostFinalPath);
+  archive.outputCreated = false;
+  if (archive.renamedOld) rename(archive.hostSetAsidePath, archive.hostFinalPath);
+  archive.renamedOld = false;
+  archive.writeInProgress = false;
 }
+
+void undoActiveWrite() {
+  if (activeWrite) undoOnDisk(*activeWrite);
+}
+
+// The error limit and fatal diagnostics end the process with exit(1).
+void abandonAtExit() { undoActiveWrite(); }
 
 char* hostCopy(const char* path) { return xstrdup(hostPath(path).c_str()); }
 
@@ -457,25 +475,15 @@ bool writeArchive(Archive& archive, int32_t requested) {
 
 void abandonWrite(Archive& archive) {
   if (!archive.writeInProgress) return;
-  archive.writeInProgress = false;
   endKeeping(archive);
   if (archive.output) {
     closeFile(archive.output);
     archive.output = nullptr;
   }
-  if (archive.outputCreated) unlink(archive.hostFinalPath);
-  archive.outputCreated = false;
   if (archive.input && archive.ownsInput) closeFile(archive.input);
   archive.input = nullptr;
-  if (archive.renamedOld) std::rename(archive.hostSetAsidePath, archive.hostFinalPath);
-  archive.renamedOld = false;
+  undoOnDisk(archive);
   if (activeWrite == &archive) activeWrite = nullptr;
 }
 
-void abandonActiveWriteFromSignal(int /*signo*/) {
-  Archive* archive = activeWrite;
-  if (!archive || !archive->writeInProgress) return;
-  archive->writeInProgress = false;
-  if (archive->outputCreated) unlink(archive->hostFinalPath);
-  if (archive->renamedOld) rename(archive->hostSetAsidePath, archive->hostFinalPath);
-}
+void abandonActiveWriteFromSignal(int /*signo*/) { undoActiveWrite(); }

@@ -156,11 +156,16 @@ void collectSymbols(Archive& archive, uint32_t nameTableLength) {
         reportArchiveError(archive, OpenError, "Cannot open file: '%s'", m->sourcePath);
     }
     STREAM_HANDLE* stream = data.stream;
+    STREAM_HANDLE member;
     if (!stream) {
-      stream = archive.input;
-      if (!stream || !stream->stream ||
-          fseeko(stream->stream, static_cast<off_t>(m->dataOffset), SEEK_SET) != 0)
+      if (!archive.input || !archive.input->stream ||
+          fseeko(archive.input->stream, static_cast<off_t>(m->dataOffset), SEEK_SET) != 0)
         reportArchiveError(archive, DataReadError, "Cannot read file: '%s'", archive.path);
+      // The library reads the member as a file of its own that runs on to
+      // the archive's end: its 32-bit offsets are offsets inside the
+      // member, wherever the member lies.
+      member = stream_view(archive.input, static_cast<int64_t>(m->dataOffset));
+      stream = &member;
     }
     // Only one object exists at a time: made, read and destroyed per member.
     OFE::OBJECT_FILE* object = OFE::create_object_file(stream, static_cast<uint64_t>(m->size), 0, nullptr);

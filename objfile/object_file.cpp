@@ -82,8 +82,9 @@ int OBJECT_FILE::get_file_data(uint64_t offset, uint64_t length, DATA_MAP& map) 
   // as negative, which the map reports when it is first read.
   int64_t position = offset > INT32_MAX ? -1 : source_.start + static_cast<int64_t>(offset);
   int32_t file_offset = position < 0 || position > INT32_MAX ? -1 : static_cast<int32_t>(position);
-  uint32_t map_length = length > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(length);
-  map.attach(source_.stream, file_offset, map_length);
+  // The backing length is 32-bit too: a length of 4 GiB or more keeps only
+  // its low 32 bits (0x100000000 maps no bytes at all).
+  map.attach(source_.stream, file_offset, static_cast<uint32_t>(length));
   return 0;
 }
 

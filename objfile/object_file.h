@@ -66,7 +66,8 @@ public:
   OF_SEGMENT_TABLE* get_segment_table();
 
   // Makes `map` stand for `length` bytes at `offset` from the object's start
-  // in its stream; read on first access. -1 (status 7) without a stream.
+  // in its stream; read on first access. Offset and length are taken as the
+  // map's 32-bit fields. -1 (status 7) without a stream.
   int get_file_data(uint64_t offset, uint64_t length, DATA_MAP& map);
 
   // Records a status under the rules of precedence, and tells the callback.

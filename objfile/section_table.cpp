@@ -159,8 +159,8 @@ ELF_SECTION* ELF_SECTION_TABLE::find_section_if(const std::function<bool(ELF_SEC
     ELF_SECTION* s = get_section(std::max(first_index, present));
     if (s && match(*s)) return s;
   }
-  for (uint32_t i = std::max(first_index, file_count_); i < count_; ++i) {
-    ELF_SECTION* s = get_section(i);
+  for (uint64_t i = std::max(first_index, file_count_); i < count_; ++i) {
+    ELF_SECTION* s = get_section(static_cast<uint32_t>(i));
     if (s && match(*s)) return s;
   }
   return nullptr;
@@ -198,7 +198,7 @@ ELF_SECTION* ELF_SECTION_TABLE::find_section(const char* name, uint32_t first_in
 }
 
 ELF_SECTION* ELF_SECTION_TABLE::append(std::unique_ptr<ELF_SECTION> section) {
-  uint32_t index = count_;
+  const auto index = static_cast<uint32_t>(count_);
   if (index == dense_limit()) {
     dense_slots_.push_back(std::move(section));
     ++dense_;
@@ -211,10 +211,12 @@ ELF_SECTION* ELF_SECTION_TABLE::append(std::unique_ptr<ELF_SECTION> section) {
 
 ELF_SECTION* ELF_SECTION_TABLE::add_section(const char* name) {
   if (file_->require_at_most(OF_STATE_OPEN) != 0) return nullptr;
-  if (count_ >= UINT32_MAX - 1) return nullptr;
+  // The new section takes index count, which must fit in 32 bits; the
+  // count itself may then reach 2^32.
+  if (count_ > UINT32_MAX) return nullptr;
   if (count_ == 0) append(make_section(0));
 
-  std::unique_ptr<ELF_SECTION> made = make_section(count_);
+  std::unique_ptr<ELF_SECTION> made = make_section(static_cast<uint32_t>(count_));
   made->set_name(name);
   ELF_SECTION* section = append(std::move(made));
   settle_unit_bits(*section);

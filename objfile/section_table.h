@@ -30,7 +30,8 @@ public:
 
   // Maps `count` headers of `entry_size` bytes at `offset`; reads nothing.
   virtual int take_header_table(uint64_t offset, uint32_t entry_size, uint32_t count) = 0;
-  virtual uint32_t get_num_sections() const = 0;
+  // Up to 2^32: a table that claims 2^32 - 1 sections can still take one more.
+  virtual uint64_t get_num_sections() const = 0;
   // Null at or past the count.
   virtual OF_SECTION* get_section(uint32_t index) = 0;
   // The first section at or after `first_index` named `name`, or null.
@@ -45,7 +46,7 @@ public:
   ~ELF_SECTION_TABLE() override;
 
   int take_header_table(uint64_t offset, uint32_t entry_size, uint32_t count) override;
-  uint32_t get_num_sections() const override { return count_; }
+  uint64_t get_num_sections() const override { return count_; }
   ELF_SECTION* get_section(uint32_t index) override;
   ELF_SECTION* find_section(const char* name, uint32_t first_index) override;
   ELF_SECTION* add_section(const char* name) override;
@@ -75,7 +76,7 @@ private:
   ELF_SECTION* append(std::unique_ptr<ELF_SECTION> section);
 
   ELF_FILE* file_;
-  uint32_t count_ = 0;       // sections from the file and added ones
+  uint64_t count_ = 0;       // sections from the file and added ones
   uint32_t file_count_ = 0;  // sections the header table claims
   uint32_t entry_size_ = 0;
   uint64_t offset_ = 0;

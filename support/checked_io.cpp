@@ -9,6 +9,12 @@ namespace {
 
 FILE* file_of(STREAM_HANDLE* handle) { return handle ? handle->stream : nullptr; }
 
+// Positions are counted from the handle's base (a view's first byte); only
+// SEEK_SET offsets are moved by it.
+long absolute(STREAM_HANDLE* handle, long offset, int whence) {
+  return whence == SEEK_SET ? offset + static_cast<long>(handle->base) : offset;
+}
+
 }  // namespace
 
 long pftell(STREAM_HANDLE* handle) {
@@ -22,7 +28,7 @@ long pftell(STREAM_HANDLE* handle) {
     user_msg_app_error(user_msg_reporter(), "call to pftell failed:  %s", std::strerror(errno));
     return -1;
   }
-  return position;
+  return position - static_cast<long>(handle->base);
 }
 
 int pfseek(STREAM_HANDLE* handle, long offset, int whence) {
@@ -35,7 +41,7 @@ int pfseek(STREAM_HANDLE* handle, long offset, int whence) {
     user_msg_app_error(user_msg_reporter(), "pfseek called with SEEK_SET, but offset is negative");
     return -1;
   }
-  if (std::fseek(f, offset, whence) != 0) {
+  if (std::fseek(f, absolute(handle, offset, whence), whence) != 0) {
     user_msg_app_error(user_msg_reporter(), "call to pfseek failed:  %s", std::strerror(errno));
     return -1;
   }
@@ -49,7 +55,8 @@ uint32_t pftello(STREAM_HANDLE* handle) {
     return UINT32_MAX;
   }
   // The position is kept in 32 bits; all ones is the failure value.
-  uint32_t position = static_cast<uint32_t>(ftello(f));
+  off_t at = ftello(f);
+  uint32_t position = static_cast<uint32_t>(at < 0 ? at : at - handle->base);
   if (position == UINT32_MAX)
     user_msg_app_error(user_msg_reporter(), "call to pftello failed:  %s", std::strerror(errno));
   return position;
@@ -65,7 +72,7 @@ void pfseeko(STREAM_HANDLE* handle, int32_t offset, int whence) {
     user_msg_app_error(user_msg_reporter(), "pfseeko called with SEEK_SET, but offset is negative");
     return;
   }
-  fseeko(f, offset, whence);
+  fseeko(f, absolute(handle, offset, whence), whence);
 }
 
 size_t pfread(void* buffer, size_t element_size, size_t count, STREAM_HANDLE* handle) {

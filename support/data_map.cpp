@@ -19,9 +19,10 @@ namespace {
 
 uint64_t saturating_add(uint64_t a, uint64_t b) { return b > UINT64_MAX - a ? UINT64_MAX : a + b; }
 
-// Bytes the stream really holds from `offset` on; the length of a backing
-// range comes from a header and must not decide how much is allocated.
-uint64_t bytes_available(STREAM_HANDLE* handle, int32_t offset) {
+// Bytes the stream really holds from `offset` on (both counted from the
+// handle's base); the length of a backing range comes from a header and
+// must not decide how much is allocated.
+uint64_t bytes_available(STREAM_HANDLE* handle, int64_t offset) {
   FILE* f = handle->stream;
   if (!f || offset < 0) return 0;
   int64_t known = stream_known_size(handle);
@@ -41,6 +42,9 @@ uint64_t bytes_available(STREAM_HANDLE* handle, int32_t offset) {
       if (end < 0) return 0;
       length = static_cast<uint64_t>(end);
     }
+    // Lengths count from the handle's base, as offsets do.
+    const auto base = static_cast<uint64_t>(handle->base);
+    length = length > base ? length - base : 0;
   }
   uint64_t start = static_cast<uint64_t>(offset);
   return length > start ? length - start : 0;
@@ -72,29 +76,43 @@ void DATA_MAP::load() {
   flags_ |= LOADED;
   uint64_t n = std::min<uint64_t>(size_, file_length_);
   if (n == 0 || !stream_) return;
-  uint64_t present = std::min(n, bytes_available(stream_, file_offset_));
+  // Remember the position, seek, read, seek back. A negative offset cannot
+  // be seeked to: that is reported, and the read happens wherever the
+  // stream stands.
+  const uint32_t position = pftello(stream_);
+  if (file_offset_ < 0) pfseeko(stream_, file_offset_, SEEK_SET);
+  const int64_t at = file_offset_ >= 0 ? file_offset_ : stream_tell(stream_);
+  const uint64_t present = at < 0 ? 0 : std::min(n, bytes_available(stream_, at));
   bytes_.assign(present ? present + 1 : 0, 0);
   zero_tail_end_ = n;
-  uint32_t position = pftello(stream_);
-  // Positioned reads leave the stream where it is; a short one leaves
-  // zeros, unreported.
-  if (file_offset_ >= 0 && present > 0 &&
-      stream_pread(stream_, bytes_.data(), present, file_offset_) >= 0) {
-    // The stream has not moved; a position beyond 31 bits is reported as the
-    // seek back to it would report it.
-    if (static_cast<int32_t>(position) < 0) pfseeko(stream_, static_cast<int32_t>(position), SEEK_SET);
+  // Positioned reads leave the stream where it is, and most of the time
+  // that is where the seek back would put it.
+  int64_t got = present > 0 ? stream_pread(stream_, bytes_.data(), present, at) : 0;
+  if (got >= 0) {
+    const auto back = static_cast<int32_t>(position);
+    if (back < 0) {
+      // Not restored (with its report): the stream is left where the read
+      // ended.
+      pfseeko(stream_, back, SEEK_SET);
+      stream_seek(stream_, at + got);
+    } else if (stream_tell(stream_) != back) {
+      stream_seek(stream_, back);
+    }
     return;
   }
-  pfseeko(stream_, file_offset_, SEEK_SET);
+  if (file_offset_ >= 0) pfseeko(stream_, file_offset_, SEEK_SET);
   // A short read is not reported: the missing bytes read as zeros.
-  if (file_offset_ >= 0 && present > 0) pfread(bytes_.data(), present, 1, stream_);
+  if (present > 0) pfread(bytes_.data(), present, 1, stream_);
   pfseeko(stream_, static_cast<int32_t>(position), SEEK_SET);
 }
 
 void DATA_MAP::release() {
   std::vector<uint8_t>().swap(bytes_);
   zero_tail_end_ = 0;
-  if (stream_) flags_ &= static_cast<uint8_t>(~LOADED);
+  if (!stream_) return;
+  flags_ &= static_cast<uint8_t>(~LOADED);
+  // Not even the stream's read-ahead may answer the next access.
+  stream_forget(stream_);
 }
 
 void DATA_MAP::assign(const DATA_MAP& other) {

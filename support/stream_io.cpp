@@ -15,8 +15,10 @@ namespace {
 constexpr size_t kWindowSize = size_t{64} * 1024;
 constexpr size_t kSmallWindow = size_t{4} * 1024;
 
+// Never destroyed: the C library flushes the streams still open at exit
+// after static destructors have run, and their buffers live in the handles.
 std::vector<std::unique_ptr<STREAM_HANDLE>>& table() {
-  static std::vector<std::unique_ptr<STREAM_HANDLE>> handles = [] {
+  static auto& handles = *new std::vector<std::unique_ptr<STREAM_HANDLE>>([] {
     std::vector<std::unique_ptr<STREAM_HANDLE>> t;
     for (auto [stream, name, mode] : {std::tuple{stdin, "(stdin)", "r"},
                                       std::tuple{stdout, "(stdout)", "w"},
@@ -28,7 +30,7 @@ std::vector<std::unique_ptr<STREAM_HANDLE>>& table() {
       t.push_back(std::move(handle));
     }
     return t;
-  }();
+  }());
   return handles;
 }
 
@@ -74,23 +76,54 @@ int stream_close(STREAM_HANDLE* handle) {
   return rc;
 }
 
+STREAM_HANDLE stream_view(STREAM_HANDLE* file, int64_t base) {
+  STREAM_HANDLE view;
+  view.stream = file ? file->stream : nullptr;
+  view.name = file ? file->name : std::string();
+  view.mode = "rb";
+  view.known_size = file ? file->known_size : -1;
+  view.base = base;
+  return view;
+}
+
 size_t stream_table_size() { return table().size(); }
 
 int64_t stream_known_size(STREAM_HANDLE* handle) {
   if (!handle || !handle->stream) return -1;
-  if (handle->known_size >= 0) return handle->known_size;
-  if (!readOnly(*handle)) return -1;
-  struct stat st;
-  int fd = fileno(handle->stream);
-  if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) return -1;
-  handle->known_size = st.st_size;
-  return handle->known_size;
+  if (handle->known_size < 0) {
+    if (!readOnly(*handle)) return -1;
+    struct stat st;
+    int fd = fileno(handle->stream);
+    if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) return -1;
+    handle->known_size = st.st_size;
+  }
+  return std::max<int64_t>(handle->known_size - handle->base, 0);
+}
+
+void stream_forget(STREAM_HANDLE* handle) {
+  if (!handle) return;
+  handle->window_offset = -1;
+  handle->window_length = 0;
+  handle->window_uses = 0;
+  handle->known_size = -1;
+}
+
+int64_t stream_tell(STREAM_HANDLE* handle) {
+  if (!handle || !handle->stream) return -1;
+  off_t position = ftello(handle->stream);
+  return position < 0 ? -1 : static_cast<int64_t>(position) - handle->base;
+}
+
+bool stream_seek(STREAM_HANDLE* handle, int64_t offset) {
+  return handle && handle->stream && offset >= 0 &&
+         fseeko(handle->stream, static_cast<off_t>(handle->base + offset), SEEK_SET) == 0;
 }
 
 int64_t stream_pread(STREAM_HANDLE* handle, void* buffer, size_t length, int64_t offset) {
   if (!handle || !handle->stream || offset < 0) return -1;
   int fd = fileno(handle->stream);
   if (fd < 0) return -1;
+  offset += handle->base;
   auto* out = static_cast<uint8_t*>(buffer);
   if (!readOnly(*handle) || length > kWindowSize / 2)
     return pread_full(fd, out, length, offset);

@@ -9,7 +9,9 @@
 #     ! text                  a line of standard error (shown after standard output)
 #     [1]                     the exit status, when it is not 0
 # An expected line ending in " (re)" is a regular expression for the whole
-# line; " (no-eol)" marks output that does not end with a newline. All
+# line; " (no-eol)" marks output that does not end with a newline. A
+# command that exits with 77 skips the rest of its file, with what it printed
+# as the reason (ctest counts the file as skipped). All
 # commands of a file run in one fresh scratch directory (removed afterwards),
 # after tests/e2e/prelude.sh, with zolt first on PATH, TZ=UTC and LC_ALL=C.
 #
@@ -27,6 +29,7 @@ import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 TIMEOUT = int(os.environ.get('TRANSCRIPT_TIMEOUT', '600'))
+SKIP = 77
 
 
 def parse(lines):
@@ -103,7 +106,7 @@ def run_file(path, zolt, update):
     for name in ('SOURCE_DATE_EPOCH', 'TMP', 'TEMP'):
         env.pop(name, None)
     old_umask = os.umask(0o022)
-    expected, actual = [], []
+    expected, actual, skipped = [], [], None
     try:
         for item in items:
             if isinstance(item, str):
@@ -112,12 +115,18 @@ def run_file(path, zolt, update):
                 continue
             shown = ['  $ ' + item['cmd'][0]] + ['  > ' + c for c in item['cmd'][1:]]
             got = run('\n'.join(item['cmd']), top + '/work', env)
+            if got and got[-1] == '[%d]' % SKIP:
+                skipped = [l[2:] if l.startswith('! ') else l for l in got[:-1]]
+                break
             expected += shown + ['  ' + e for e in item['expect']]
             actual += shown + ['  ' + a for a in merge(item['expect'], got)]
     finally:
         os.umask(old_umask)
         subprocess.run(['chmod', '-R', 'u+rwx', top], stderr=subprocess.DEVNULL)
         shutil.rmtree(top, ignore_errors=True)
+    if skipped is not None:
+        print('SKIPPED: %s: %s' % (path, ' '.join(skipped)))
+        return SKIP
     if expected == actual:
         return True
     sys.stdout.writelines(difflib.unified_diff([l + '\n' for l in expected],
@@ -134,10 +143,11 @@ def main():
     ap.add_argument('--update', action='store_true')
     ap.add_argument('files', nargs='+')
     a = ap.parse_args()
-    failed = [f for f in a.files if not run_file(f, a.zolt, a.update)]
+    results = {f: run_file(f, a.zolt, a.update) for f in a.files}
+    failed = [f for f, r in results.items() if r is False]
     for f in failed:
         print('FAILED: ' + f)
-    return 1 if failed else 0
+    return 1 if failed else SKIP if SKIP in results.values() else 0
 
 
 if __name__ == '__main__':
