@@ -1,12 +1,12 @@
-Every way a run can end while it writes undoes the write: afterwards the
-archive is byte for byte what it was (or absent when there was none), a
-symbolic link is still a link, and nothing else is left.
+# Every way a run can end while it writes undoes the write: afterwards the
+# archive is byte for byte what it was (or absent when there was none), a
+# symbolic link is still a link, and nothing else is left.
 
-The ends: the error limit, the fatal diagnostic that malformed objects can
-raise (each far.o costs one counted error); an archive error (a member too
-large); an interrupt and a terminate request while a member is being read
-(a FIFO that nobody writes); and the deliberate stop for a ".symtab" of the
-wrong type.
+# The ends: the error limit, the fatal diagnostic that malformed objects can
+# raise (each far.o costs one counted error); an archive error (a member too
+# large); an interrupt and a terminate request while a member is being read
+# (a FIFO that nobody writes); and the deliberate stop for a ".symtab" of the
+# wrong type.
 
   $ obj good.o 'int good(void) { return 1; }'
   $ cp good.o wrong.o && elfpatch wrong.o .symtab.sh_type=3

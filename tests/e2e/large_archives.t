@@ -1,8 +1,8 @@
-Archives of 2 GiB and more lose nothing. The members are sparse files of
-99,999,990 bytes, a distinct head and tail around a hole, so they cost no
-disk; the archives are real bytes (at most 8.9 GB at once), written in
-/dev/shm when it and the memory behind it have room, else beside the
-scratch directory. Without 10 GB free in either the table is skipped.
+# Archives of 2 GiB and more lose nothing. The members are sparse files of
+# 99,999,990 bytes, a distinct head and tail around a hole, so they cost no
+# disk; the archives are real bytes (at most 8.9 GB at once), written in
+# /dev/shm when it and the memory behind it have room, else beside the
+# scratch directory. Without 10 GB free in either the table is skipped.
 
   $ need=10000000000
   > free_in() { df -B1 --output=avail "$1" 2>/dev/null | tail -1; }
@@ -22,8 +22,8 @@ scratch directory. Without 10 GB free in either the table is skipped.
   >   touch -d @$D m$i.bin
   > done
 
-45 data members: 4.5 GB, the last headers past 4 GiB. List, extract the
-last member, delete the first.
+# 45 data members: 4.5 GB, the last headers past 4 GiB. List, extract the
+# last member, delete the first.
 
   $ zolt rq big/data.a m*.bin; stat -c %s big/data.a
   4500002258
@@ -38,8 +38,8 @@ last member, delete the first.
     99999990   Tue Nov 14 22:13:20 2023    m01.bin
     99999990   Tue Nov 14 22:13:20 2023    m44.bin
 
-An object after them would need an index with a header past 4 GiB: the
-write fails and the old archive is kept (not even rewritten).
+# An object after them would need an index with a header past 4 GiB: the
+# write fails and the old archive is kept (not even rewritten).
 
   $ obj small.o 'int small(void) { return 1; }'
   $ stat -c '%i %s %Y' big/data.a > before; zolt rq big/data.a small.o
@@ -48,10 +48,10 @@ write fails and the old archive is kept (not even rewritten).
   !   -->  error: Cannot write symbol table
   $ rm big/data.a
 
-22 data members (2.2 GB), then a small and a 2 MB object, both past 2 GiB.
-The index names their symbols when the archive is made, and again when
-a data member is replaced and the objects are read from the old archive;
-a program links against it.
+# 22 data members (2.2 GB), then a small and a 2 MB object, both past 2 GiB.
+# The index names their symbols when the archive is made, and again when
+# a data member is replaced and the objects are read from the old archive;
+# a program links against it.
 
   $ obj big.o 'char big_data[2000000] = {1}; int big(void) { return big_data[7]; }'
   $ obj main.o 'int small(void); int big(void); int main(void) { return small() + big() - 1; }'
