@@ -8,6 +8,7 @@
 
 #include "archiver/archive.h"
 #include "archiver/archive_format.h"
+#include "archiver/archive_lock.h"
 #include "support/host_path.h"
 #include "support/paths.h"
 
@@ -42,6 +43,9 @@ bool isArchive(Archive& archive) {
 }
 
 Archive* openArchive(CommandLine& commandLine, ArchiveErrorCallback callback) {
+  // Before anything is read: another run may be writing the archive.
+  bool writes = commandLine.command != Table && commandLine.command != Extract;
+  lockArchive(commandLine.archiveName, writes);
   auto* archive = new Archive;
   initArchive(*archive, commandLine.archiveName, nullptr, callback);
   // Adding and replacing create the archive when it is missing, and read an

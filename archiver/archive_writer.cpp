@@ -60,25 +60,8 @@ void abandonAtExit() { undoActiveWrite(); }
 
 char* hostCopy(const char* path) { return xstrdup(hostPath(path).c_str()); }
 
-// The file that a path really names: symbolic links are followed to the
-// end, so that the new archive replaces the link's target and the link
-// stays a link.
-std::string resolveLinks(const char* path) {
-  std::string host = hostPath(path);
-  struct stat st;
-  if (lstat(host.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return host;
-  char* real = realpath(host.c_str(), nullptr);
-  if (!real) return host;
-  std::string resolved = real;
-  std::free(real);
-  return resolved;
-}
-
 void syncDirectoryOf(const char* hostFile) {
-  std::string dir = hostFile;
-  size_t slash = dir.rfind('/');
-  dir = slash == std::string::npos ? "." : (slash == 0 ? "/" : dir.substr(0, slash));
-  int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY);
+  int fd = open(hostDirectory(hostFile).c_str(), O_RDONLY | O_DIRECTORY);
   if (fd < 0) return;
   // Some file systems refuse to sync a directory; that is not an error.
   (void)fsync(fd);
@@ -98,7 +81,7 @@ void beginWrite(Archive& archive, int32_t requested) {
   else if (archive.format == Unset)
     archive.format = Posix;
 
-  std::string hostFinal = resolveLinks(archive.finalPath);
+  std::string hostFinal = resolvedHostPath(archive.finalPath);
   archive.hostFinalPath = xstrdup(hostFinal.c_str());
   archive.writeInProgress = true;
   activeWrite = &archive;
