@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "archiver/archive_format.h"
+#include "archiver/archive_lock.h"
 #include "archiver/member_store.h"
 #include "archiver/symbol_table.h"
 #include "support/checked_alloc.h"
@@ -36,18 +37,26 @@ constexpr int32_t kKernelCopyThreshold = 1 << 20;
 FILE* outputFile(Archive& archive) { return archive.output ? archive.output->stream : nullptr; }
 FILE* inputFile(Archive& archive) { return archive.input ? archive.input->stream : nullptr; }
 
-// Undoes a write on disk: the new file deleted, the old archive renamed
-// back. Only the write's own host paths are used, which live as long as the
-// process: exit-time handlers may run after static objects (the stream
+// Undoes a write on disk: the old archive renamed back, the new file
+// deleted. Only the write's own host paths are used, which live as long as
+// the process: exit-time handlers may run after static objects (the stream
 // table among them) are gone, and a signal handler may call nothing but
 // unlink and rename. Each flag is cleared right after its step, so that a
 // signal landing in between never repeats a step that matters.
 void undoOnDisk(Archive& archive) {
   if (!archive.writeInProgress) return;
+  if (archive.renamedOld) {
+    // The old archive goes back over the new file in one step: the
+    // archive's name never leads to nothing, where another run could take
+    // the archive for a new one. The new file is deleted only if that fails.
+    bool created = archive.outputCreated;
+    archive.outputCreated = false;
+    if (rename(archive.hostSetAsidePath, archive.hostFinalPath) != 0 && created)
+      unlink(archive.hostFinalPath);
+    archive.renamedOld = false;
+  }
   if (archive.outputCreated) unlink(archive.hostFinalPath);
   archive.outputCreated = false;
-  if (archive.renamedOld) rename(archive.hostSetAsidePath, archive.hostFinalPath);
-  archive.renamedOld = false;
   archive.writeInProgress = false;
 }
 
@@ -88,6 +97,9 @@ void beginWrite(Archive& archive, int32_t requested) {
 
   mode_t keptMode = 0;
   bool keepMode = false;
+  // No other run opens the archive while its name leads to nothing, or to a
+  // new file not yet locked.
+  beginNameChange();
   if (archive.input) {
     struct stat st;
     if (fstat(fileno(inputFile(archive)), &st) == 0) {
@@ -126,6 +138,7 @@ void beginWrite(Archive& archive, int32_t requested) {
     archive.outputCreated = false;
     reportArchiveError(archive, CreateError, "Cannot create archive: '%s'", archive.path);
   }
+  endNameChange(fileno(out));
   archive.output = stream_adopt(out, archive.finalPath, "wb");
   archive.output->buffer.reset(new char[kOutputBuffer]);
   std::setvbuf(out, archive.output->buffer.get(), _IOFBF, kOutputBuffer);
