@@ -9,10 +9,12 @@
 #include <string>
 
 #include "support/host_path.h"
+#include "support/paths.h"
 
 namespace {
 
-int directoryFd = -1;
+std::string directory;  // of the archive and its set-aside copy
+int directoryFd = -1;   // open only while held
 
 // Waits for the lock. False when the file system refuses it.
 bool takeLock(int fd, int operation) {
@@ -21,55 +23,58 @@ bool takeLock(int fd, int operation) {
   return true;
 }
 
-void holdDirectory(int operation) {
-  if (directoryFd >= 0 && !takeLock(directoryFd, operation)) {
-    close(directoryFd);
-    directoryFd = -1;
-  }
-}
-
 void releaseDirectory() {
-  if (directoryFd >= 0) flock(directoryFd, LOCK_UN);
+  if (directoryFd >= 0) close(directoryFd);
+  directoryFd = -1;
 }
 
-bool stillNamed(int fd, const std::string& file) {
-  struct stat held, named;
-  return fstat(fd, &held) == 0 && stat(file.c_str(), &named) == 0 &&
-         held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+void holdDirectory(int operation) {
+  if (directoryFd < 0) directoryFd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (directoryFd >= 0 && !takeLock(directoryFd, operation)) releaseDirectory();
 }
 
 }  // namespace
 
-void lockArchive(const char* path, bool writes) {
+STREAM_HANDLE* openLockedArchive(const char* path, bool writes) {
   std::string file = resolvedHostPath(path);
-  directoryFd = open(hostDirectory(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  int directoryMode = LOCK_SH;
+  directory = hostDirectory(file);
+  int operation = writes ? LOCK_EX : LOCK_SH;
+  int directoryOperation = LOCK_SH;
   for (;;) {
-    holdDirectory(directoryMode);
-    // Never kept waiting by what is no file: a FIFO, say.
-    int fd = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0 && errno == ENOENT && writes && directoryMode == LOCK_SH) {
-      // This run will create the archive: nobody else may meanwhile.
-      directoryMode = LOCK_EX;
-      continue;
+    holdDirectory(directoryOperation);
+    STREAM_HANDLE* archive = openFile(path, "rb");
+    if (!archive) {
+      bool creates = writes && errno == ENOENT;
+      if (creates && directoryOperation == LOCK_SH) {
+        // This run will create the archive: nobody else may meanwhile.
+        directoryOperation = LOCK_EX;
+        continue;
+      }
+      if (!creates) releaseDirectory();
+      return nullptr;
     }
-    if (fd < 0) {
-      // Nothing to lock, and the open will fail the same way in a moment;
-      // a run that creates the archive keeps the directory.
-      if (directoryMode == LOCK_SH) releaseDirectory();
-      return;
+    int fd = fileno(archive->stream);
+    struct stat held;
+    // Under the directory, a file that is free is the whole archive.
+    if (fstat(fd, &held) != 0 || !S_ISREG(held.st_mode) || flock(fd, operation | LOCK_NB) == 0 ||
+        errno != EWOULDBLOCK) {
+      releaseDirectory();
+      return archive;
     }
     releaseDirectory();
-    struct stat st;
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || !takeLock(fd, writes ? LOCK_EX : LOCK_SH)) {
-      close(fd);
-      return;
+    if (!takeLock(fd, operation)) return archive;
+    holdDirectory(LOCK_SH);
+    struct stat named;
+    bool stillNamed = fstat(fd, &held) == 0 && stat(file.c_str(), &named) == 0 &&
+                      held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+    releaseDirectory();
+    if (stillNamed) {
+      // The file may have grown while its writer held it.
+      archive->known_size = held.st_size;
+      return archive;
     }
-    // Held until the process ends. A write that replaced the archive while
-    // this run waited leaves it holding the old file: it starts again.
-    if (stillNamed(fd, file)) return;
-    close(fd);
-    directoryMode = LOCK_SH;
+    closeFile(archive);
+    directoryOperation = LOCK_SH;
   }
 }
 
@@ -77,7 +82,7 @@ void beginNameChange() { holdDirectory(LOCK_EX); }
 
 void endNameChange(int fd) {
   // A descriptor of its own, so that the lock outlives the stream's close.
-  int held = fcntl(fd, F_DUPFD_CLOEXEC, 0);
-  if (held >= 0 && !takeLock(held, LOCK_EX)) close(held);
+  int kept = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+  if (kept >= 0 && !takeLock(kept, LOCK_EX)) close(kept);
   releaseDirectory();
 }
