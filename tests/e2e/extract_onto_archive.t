@@ -15,14 +15,11 @@ extracted, the archive stays as it was, and the status is 1.
     ==>  extract 'b.txt'
   !   -->  error: member 'lib.a' not extracted: it would overwrite the archive
   archive unchanged; a.txt b.txt
-  zolt xv lib.a lib.a => [1]
-  !   -->  error: member 'lib.a' not extracted: it would overwrite the archive
+  zolt xv lib.a lib.a => [1] !   -->  error: member 'lib.a' not extracted: it would overwrite the archive
   archive unchanged;
-  zolt xv lib.a ./LIB.A => [1]
-  !   -->  error: member 'lib.a' not extracted: it would overwrite the archive
+  zolt xv lib.a ./LIB.A => [1] !   -->  error: member 'lib.a' not extracted: it would overwrite the archive
   archive unchanged;
-  zolt xv lib.a sub/lib.a => [1]
-  !   -->  error: member 'lib.a' not extracted: it would overwrite the archive
+  zolt xv lib.a sub/lib.a => [1] !   -->  error: member 'lib.a' not extracted: it would overwrite the archive
   archive unchanged;
   zolt xv link.a => [1]
     ==>  extract 'a.txt'
