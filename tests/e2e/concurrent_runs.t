@@ -1,18 +1,18 @@
-Runs on one archive started at the same time wait for each other, as make -j
-starts them: none loses a member or sees a half-written archive. The
-members' files are in m/, the archive alone in a/.
+# Runs on one archive started at the same time wait for each other, as make -j
+# starts them: none loses a member or sees a half-written archive. The
+# members' files are in m/, the archive alone in a/.
 
   $ mkdir m a
   > for i in $(seq -w 100); do mk m/old$i.o "old $i\n"; done
   > for i in $(seq -w 16); do mk m/new$i.o "new $i\n"; done
   > (cd a && zolt rq lib.a ../m/old*.o) && cp a/lib.a base.a
 
-trial ADDS DELETES LISTINGS, three times: from the 100-member archive, runs
-adding new01.o... and deleting old001.o..., with listings among them, all
-started at once; then what the runs and the archive show: failed runs, the
-old members left (all but the deleted, in order), the new ones, the members
-equal to their files, the listings that show every old member not deleted,
-in order, and what is left beside the archive.
+# trial ADDS DELETES LISTINGS, three times: from the 100-member archive, runs
+# adding new01.o... and deleting old001.o..., with listings among them, all
+# started at once; then what the runs and the archive show: failed runs, the
+# old members left (all but the deleted, in order), the new ones, the members
+# equal to their files, the listings that show every old member not deleted,
+# in order, and what is left beside the archive.
 
   $ cat >trial <<'EOF'
   > names() { awk 'NR > 3 { print $NF }' "$@"; }
@@ -51,11 +51,11 @@ in order, and what is left beside the archive.
   0 failed; old kept in order; 8 of 8 added; 100 members as their files; 8 of 8 listings whole; a/: lib.a
   0 failed; old kept in order; 8 of 8 added; 100 members as their files; 8 of 8 listings whole; a/: lib.a
 
-While another holds the archive (here the shell, through descriptor 9), a
-listing waits only for a writer, a writer for anyone (a run still going
-after a second waits); an interrupt while it waits ends it as any interrupt
-does, with nothing written. A waiting run goes on as soon as the holder
-lets go.
+# While another holds the archive (here the shell, through descriptor 9), a
+# listing waits only for a writer, a writer for anyone (a run still going
+# after a second waits); an interrupt while it waits ends it as any interrupt
+# does, with nothing written. A waiting run goes on as soon as the holder
+# lets go.
 
   $ for held in -s -x; do for args in 't a/lib.a' 'rq a/lib.a m/new01.o' 'dq a/lib.a old001.o'; do
   >   cp base.a a/lib.a; exec 9<a/lib.a; flock $held 9; zolt $args >out 2>&1 9<&- &
@@ -75,8 +75,8 @@ lets go.
   [0]
   101
 
-Where the file system refuses locks (flock fails here with ENOLCK, as on
-some network file systems), zolt goes on without them, as it always did.
+# Where the file system refuses locks (flock fails here with ENOLCK, as on
+# some network file systems), zolt goes on without them, as it always did.
 
   $ cat >refuse.c <<'EOF'
   > #include <errno.h>

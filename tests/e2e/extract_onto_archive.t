@@ -1,8 +1,8 @@
-An archive holding a member named like itself (added from another
-directory) is never extracted over itself, however the target names it:
-the member's own name, a file argument, another spelling, a link to the
-archive, or the archive named through a link. The other members are
-extracted, the archive stays as it was, and the status is 1.
+# An archive holding a member named like itself (added from another
+# directory) is never extracted over itself, however the target names it:
+# the member's own name, a file argument, another spelling, a link to the
+# archive, or the archive named through a link. The other members are
+# extracted, the archive stays as it was, and the status is 1.
 
   $ mkdir d sub && mk a.txt 'a\n' && mk d/lib.a 'inner\n' && mk b.txt 'b\n'
   > zolt rq lib.a a.txt d/lib.a b.txt && cp lib.a saved && rm a.txt b.txt
