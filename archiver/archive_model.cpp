@@ -8,6 +8,7 @@
 
 #include "archiver/archive.h"
 #include "archiver/archive_format.h"
+#include "archiver/archive_lock.h"
 #include "support/host_path.h"
 #include "support/paths.h"
 
@@ -42,8 +43,13 @@ bool isArchive(Archive& archive) {
 }
 
 Archive* openArchive(CommandLine& commandLine, ArchiveErrorCallback callback) {
+  // Nothing is read before the archive is locked: another run may be
+  // writing it.
+  bool writes = commandLine.command != Table && commandLine.command != Extract;
+  STREAM_HANDLE* input = openLockedArchive(commandLine.archiveName, writes);
   auto* archive = new Archive;
-  initArchive(*archive, commandLine.archiveName, nullptr, callback);
+  initArchive(*archive, commandLine.archiveName, input, callback);
+  if (input) archive->ownsInput = true;
   // Adding and replacing create the archive when it is missing, and read an
   // existing file as an archive without checking its magic.
   // An archive that exists but cannot be read is never taken for a new,

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "archiver/archive_format.h"
+#include "archiver/archive_lock.h"
 #include "archiver/member_store.h"
 #include "archiver/symbol_table.h"
 #include "support/checked_alloc.h"
@@ -36,18 +37,26 @@ constexpr int32_t kKernelCopyThreshold = 1 << 20;
 FILE* outputFile(Archive& archive) { return archive.output ? archive.output->stream : nullptr; }
 FILE* inputFile(Archive& archive) { return archive.input ? archive.input->stream : nullptr; }
 
-// Undoes a write on disk: the new file deleted, the old archive renamed
-// back. Only the write's own host paths are used, which live as long as the
-// process: exit-time handlers may run after static objects (the stream
+// Undoes a write on disk: the old archive renamed back, the new file
+// deleted. Only the write's own host paths are used, which live as long as
+// the process: exit-time handlers may run after static objects (the stream
 // table among them) are gone, and a signal handler may call nothing but
 // unlink and rename. Each flag is cleared right after its step, so that a
 // signal landing in between never repeats a step that matters.
 void undoOnDisk(Archive& archive) {
   if (!archive.writeInProgress) return;
+  if (archive.renamedOld) {
+    // The old archive goes back over the new file in one step: the
+    // archive's name never leads to nothing, where another run could take
+    // the archive for a new one. The new file is deleted only if that fails.
+    bool created = archive.outputCreated;
+    archive.outputCreated = false;
+    if (rename(archive.hostSetAsidePath, archive.hostFinalPath) != 0 && created)
+      unlink(archive.hostFinalPath);
+    archive.renamedOld = false;
+  }
   if (archive.outputCreated) unlink(archive.hostFinalPath);
   archive.outputCreated = false;
-  if (archive.renamedOld) rename(archive.hostSetAsidePath, archive.hostFinalPath);
-  archive.renamedOld = false;
   archive.writeInProgress = false;
 }
 
@@ -60,25 +69,8 @@ void abandonAtExit() { undoActiveWrite(); }
 
 char* hostCopy(const char* path) { return xstrdup(hostPath(path).c_str()); }
 
-// The file that a path really names: symbolic links are followed to the
-// end, so that the new archive replaces the link's target and the link
-// stays a link.
-std::string resolveLinks(const char* path) {
-  std::string host = hostPath(path);
-  struct stat st;
-  if (lstat(host.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return host;
-  char* real = realpath(host.c_str(), nullptr);
-  if (!real) return host;
-  std::string resolved = real;
-  std::free(real);
-  return resolved;
-}
-
 void syncDirectoryOf(const char* hostFile) {
-  std::string dir = hostFile;
-  size_t slash = dir.rfind('/');
-  dir = slash == std::string::npos ? "." : (slash == 0 ? "/" : dir.substr(0, slash));
-  int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY);
+  int fd = open(hostDirectory(hostFile).c_str(), O_RDONLY | O_DIRECTORY);
   if (fd < 0) return;
   // Some file systems refuse to sync a directory; that is not an error.
   (void)fsync(fd);
@@ -98,13 +90,16 @@ void beginWrite(Archive& archive, int32_t requested) {
   else if (archive.format == Unset)
     archive.format = Posix;
 
-  std::string hostFinal = resolveLinks(archive.finalPath);
+  std::string hostFinal = resolvedHostPath(archive.finalPath);
   archive.hostFinalPath = xstrdup(hostFinal.c_str());
   archive.writeInProgress = true;
   activeWrite = &archive;
 
   mode_t keptMode = 0;
   bool keepMode = false;
+  // No other run opens the archive while its name leads to nothing, or to a
+  // new file not yet locked.
+  beginNameChange();
   if (archive.input) {
     struct stat st;
     if (fstat(fileno(inputFile(archive)), &st) == 0) {
@@ -143,6 +138,7 @@ void beginWrite(Archive& archive, int32_t requested) {
     archive.outputCreated = false;
     reportArchiveError(archive, CreateError, "Cannot create archive: '%s'", archive.path);
   }
+  endNameChange(fileno(out));
   archive.output = stream_adopt(out, archive.finalPath, "wb");
   archive.output->buffer.reset(new char[kOutputBuffer]);
   std::setvbuf(out, archive.output->buffer.get(), _IOFBF, kOutputBuffer);

@@ -65,6 +65,6 @@ int zoltMain(int argc, char** argv) {
   Archive* archive = openArchive(*commandLine, archiveErrorExit);
   runCommand(*commandLine, *archive);
   int status = reportUnmatchedFiles(*commandLine);
-  if (unsafeMembersSkipped()) status = 1;
+  if (membersSkipped()) status = 1;
   std::exit(status);
 }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdio>
@@ -21,7 +22,7 @@
 
 namespace {
 
-bool unsafeSkipped = false;
+bool skipped = false;
 std::unique_ptr<ArgumentIndex> argumentIndex;
 CommandLine* indexedCommandLine = nullptr;
 
@@ -166,14 +167,34 @@ namespace {
 // Members below this size are read whole and written with one call.
 constexpr int32_t kWholeExtractLimit = 1 << 20;
 
-// A small member goes out with open, write and close alone: its data comes
+// The target opened for writing, truncated; -1 when it is the archive
+// itself, however spelled or linked, which is never written over. A file
+// that did not exist is created without another look.
+int openTarget(const struct stat& archiveFile, const ArchiveMember& member, const char* target) {
+  std::string host = hostPath(target);
+  int fd = open(host.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (fd < 0 && errno == EEXIST) {
+    struct stat existing;
+    if (stat(host.c_str(), &existing) == 0 && existing.st_dev == archiveFile.st_dev &&
+        existing.st_ino == archiveFile.st_ino) {
+      std::fflush(stdout);
+      std::fprintf(stderr, "  -->  error: member '%s' not extracted: it would overwrite the archive\n",
+                   member.name);
+      skipped = true;
+      return -1;
+    }
+    fd = open(host.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  }
+  if (fd < 0) fatalError("cannot create '%s'", target);
+  return fd;
+}
+
+// A small member goes out with write and close alone: its data comes
 // through the archive's read-ahead window, and a stream of its own would
 // only add a status call and a seek. The failures are the streamed ones.
 void extractSmallMember(CommandLine& commandLine, Archive& archive, const ArchiveMember& member,
-                        const char* target) {
+                        const char* target, int fd) {
   static std::vector<char> bytes;
-  int fd = open(hostPath(target).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (fd < 0) fatalError("cannot create '%s'", target);
   if (commandLine.verbose) printStatus("  ==>  %s '%s'\n", "extract", target);
   size_t size = static_cast<size_t>(member.size > 0 ? member.size : 0);
   bytes.resize(size + 1);
@@ -184,6 +205,8 @@ void extractSmallMember(CommandLine& commandLine, Archive& archive, const Archiv
 }  // namespace
 
 void extractMembers(CommandLine& commandLine, Archive& archive) {
+  struct stat archiveFile;
+  if (fstat(fileno(archive.input->stream), &archiveFile) != 0) archiveFile = {};
   for (ArchiveMember* m = archive.members; m; m = m->next) {
     const char* target = pairedFile(commandLine, *m);
     if (!target) continue;
@@ -192,14 +215,16 @@ void extractMembers(CommandLine& commandLine, Archive& archive) {
     if (commandLine.fileCount == 0 && isUnsafeName(m->name)) {
       std::fflush(stdout);
       std::fprintf(stderr, "  -->  error: unsafe member name '%s' not extracted\n", m->name);
-      unsafeSkipped = true;
+      skipped = true;
       continue;
     }
+    int fd = openTarget(archiveFile, *m, target);
+    if (fd < 0) continue;
     if (m->size < kWholeExtractLimit) {
-      extractSmallMember(commandLine, archive, *m, target);
+      extractSmallMember(commandLine, archive, *m, target, fd);
       continue;
     }
-    FILE* out = std::fopen(hostPath(target).c_str(), "wb");
+    FILE* out = fdopen(fd, "wb");
     if (!out) fatalError("cannot create '%s'", target);
     FILE* in = archive.input->stream;
     if (fseeko(in, static_cast<off_t>(m->dataOffset), SEEK_SET) != 0)
@@ -278,4 +303,4 @@ void listMembers(CommandLine& commandLine, Archive& archive) {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-bool unsafeMembersSkipped() { return unsafeSkipped; }
+bool membersSkipped() { return skipped; }

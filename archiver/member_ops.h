@@ -21,6 +21,6 @@ void finishWrite(CommandLine& commandLine, Archive& archive);
 // The 24-character local-time form "Tue Mar  4 09:05:00 2025".
 void formatDate(int32_t date, char out[32]);
 
-// True when extraction skipped a member whose name would have written
-// outside the current directory.
-bool unsafeMembersSkipped();
+// True when extraction skipped a member: one whose name would have written
+// outside the current directory, or whose target is the archive itself.
+bool membersSkipped();

@@ -6,3 +6,11 @@
 #include <string>
 
 std::string hostPath(const char* path);
+
+// The host path of the file that `path` really names: a symbolic link is
+// followed to the end, so that an archive named through a link is replaced
+// at its target and the link stays a link. Otherwise the path as it is.
+std::string resolvedHostPath(const char* path);
+
+// The directory part of a host path: "." when it has none.
+std::string hostDirectory(const std::string& hostFile);
