@@ -87,10 +87,14 @@ def same(expected, actual):
 
 
 def merge(expected, got):
-    """The actual lines, keeping each expected pattern that matches its line,
-    so that a diff shows only real differences."""
-    padded = expected + [None] * (len(got) - len(expected))
-    return [e if same(e, a) else a for e, a in zip(padded, got)]
+    """The actual lines, each replaced by the next expected pattern that
+    matches it, so that a diff shows only real differences."""
+    out, j = [], 0
+    for a in got:
+        k = next((k for k in range(j, len(expected)) if same(expected[k], a)), None)
+        out.append(a if k is None else expected[k])
+        j = j if k is None else k + 1
+    return out
 
 
 def run_file(path, zolt, update):

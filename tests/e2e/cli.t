@@ -62,12 +62,7 @@
   zolt d text.a a.o => [1] !   -->  error: 'text.a' is not an archive
   zolt t short => [1] !   -->  error: 'short.lib' is not an archive
   $ files
-  a.o
-  dir.lib
-  help
-  short.lib
-  text.a
-  usage
+  a.o dir.lib help short.lib text.a usage
 
 # "--toolversion" prints two lines, status 0, whatever follows, also from a command file.
   $ zolt --toolversion lib x.o
@@ -95,20 +90,8 @@
 # status lines name the archive as given.
   $ mkdir dir.d; for n in mylib my.lib.a dir.d/lib 'dir.d\other' plain.; do zolt rq "$n" a.o; done; zolt r 'dir.d\other' a.o; files; files dir.d
     ==>  building archive 'dir.d\other.lib'
-  a.o
-  before
-  dir.d
-  dir.lib
-  help
-  lib.lib
-  my.lib.a
-  mylib.lib
-  plain.
-  short.lib
-  text.a
-  usage
-  lib.lib
-  other.lib
+  a.o before dir.d dir.lib help lib.lib my.lib.a mylib.lib plain. short.lib text.a usage
+  lib.lib other.lib
 
 # Files that no command used are reported at the end, after the write.
   $ mk a.o abc; rows 'r new nosuch.o a.o missing.o' 'a new -v' 'd new zz.o' 'x new zz.o a.o'; show new.lib

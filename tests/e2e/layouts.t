@@ -3,7 +3,7 @@
 # characters; sizes odd, even, odd.
 
   $ mk fifteen_chars.o fifteen 1600000000; mk sixteen_chars_.o 'sixteen!' 1600000001; mk twenty_character_n.o 'twenty!!!' 1600000002
-  $ zolt rq2 posix fifteen_chars.o sixteen_chars_.o twenty_character_n.o; show posix.lib; zolt t posix
+  $ zolt rq2 posix fifteen_chars.o sixteen_chars_.o twenty_character_n.o; show posix.lib; zolt t posix | tail -n +4
   !<arch>
   //              0           0     0     0       40        `
   sixteen_chars_.o/
@@ -13,9 +13,6 @@
   /0              1600000001  0     0     0       8         `
   sixteen!/18             1600000002  0     0     0       9         `
   twenty!!!
-  
-        SIZE   DATE                        FILE NAME
-    --------   ------------------------    -----------------
            7   Sun Sep 13 12:26:40 2020    fifteen_chars.o
            8   Sun Sep 13 12:26:41 2020    sixteen_chars_.o
            9   Sun Sep 13 12:26:42 2020    twenty_character_n.o
@@ -122,10 +119,7 @@
 # A header whose uid is 0 keeps its field name in QvLongName, even beside a
 # long name of the same stem; a rewrite reproduces the archive.
   $ { echo '!<arch>'; hdr '<filenames>/' 0 1 24; printf '\nlong_member_name_1.o/\n\n'; hdr long_member_nam/ 1 1 3; echo one; hdr long_member_nam/ 2 0 4; printf two!; } >mixed.a
-  $ zolt t mixed.a; cp mixed.a before; zolt rq mixed.a; cmp before mixed.a && echo same
-  
-        SIZE   DATE                        FILE NAME
-    --------   ------------------------    -----------------
+  $ zolt t mixed.a | tail -n +4; cp mixed.a before; zolt rq mixed.a; cmp before mixed.a && echo same
            3   Thu Jan  1 00:00:01 1970    long_member_name_1.o
            4   Thu Jan  1 00:00:02 1970    long_member_nam
   same
@@ -133,7 +127,7 @@
 # Escaped names as another tool may write them: "|" is a separator, "||" a
 # "|", a backslash stays. A rewrite escapes names that hold a separator.
   $ { echo '!<arch>'; hdr // 0 0 84; printf 'dir|sub|long_name_x.o/\npipe||name_is_long.o/\na||b|c_long_name.o/\nx|\\y_long_name.o/\n\n'; hdr /0 1 0 1; echo 1; hdr /23 2 0 2; printf 22; hdr /45 3 0 3; echo 333; hdr /65 4 0 4; printf 4444; } >esc.lib
-  $ zolt t esc | tail -4; zolt rq esc; show esc.lib; zolt t esc | tail -4
+  $ zolt t esc | tail -4; zolt rq esc; show esc.lib
            1   Thu Jan  1 00:00:01 1970    dir/sub/long_name_x.o
            2   Thu Jan  1 00:00:02 1970    pipe|name_is_long.o
            3   Thu Jan  1 00:00:03 1970    a|b/c_long_name.o
@@ -150,10 +144,7 @@
   22/44             3           0     0     0       3         `
   333
   /64             4           0     0     0       4         `
-  4444         1   Thu Jan  1 00:00:01 1970    dir/sub/long_name_x.o
-           2   Thu Jan  1 00:00:02 1970    pipe/name_is_long.o
-           3   Thu Jan  1 00:00:03 1970    a|b/c_long_name.o
-           4   Thu Jan  1 00:00:04 1970    x|y_long_name.o
+  4444 (no-eol)
   $ zolt rq1 esc; show esc.lib; zolt t esc | tail -4
   !<arch>
   <filenames>/    0           1     0     0       66        `

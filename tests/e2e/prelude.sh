@@ -38,8 +38,8 @@ for p in sys.argv[1:] or ["/dev/stdin"]:
 # elfpatch FILE FIELD=VALUE...: patches an ELF file in its own class and byte order.
 elfpatch() { python3 "$SRCDIR/tests/e2e/elfpatch.py" "$@"; }
 
-# files: what the scratch directory holds, one name a line.
-files() { ls -A "${1:-.}"; }
+# files [DIR]: what the directory holds, on one line.
+files() { echo $(ls -A "${1:-.}"); }
 
 # rows 'ARGS' ...: runs zolt once for each word list; shows "zolt ARGS => [STATUS]",
 # then its standard output and its standard error marked "! ", on the same
