@@ -6,6 +6,10 @@ Workloads:
   libc       the members of this machine's libc.a
   gen-N      N generated small objects with long (20+ character) names
   large      a few hundred objects of several MB each
+  llvm       the 200 largest members of LLVM's static libraries (found
+             through llvm-config): real C++ objects, with their many
+             sections and long mangled names; skipped where LLVM's static
+             libraries are absent
   data       files of 1-8 MB of random bytes, not objects
 
 The archives go to a scratch directory on disk, so that syncing them costs
@@ -45,9 +49,10 @@ TIME = '/usr/bin/time'
 # Targets: zolt's time over the peer's, zolt's time over the floor's, and
 # zolt's peak memory in MiB.
 PEER_TARGET = {'gnu': 0.5, 'llvm': 0.8}
-FLOOR_TARGET = {'create': {'libc': 1.5, 'gen': 1.5, 'large': 1.25, 'data': 1.25},
+FLOOR_TARGET = {'create': {'libc': 1.5, 'gen': 1.5, 'large': 1.25, 'data': 1.25,
+                            'llvm': 1.5},
                 'replace': 2.0, 'delete': 2.0, 'list': 2.0, 'extract': 1.25}
-MEM_TARGET = {'libc': 16, 'large': 16, 'data': 16, 'gen': 64}
+MEM_TARGET = {'libc': 16, 'large': 16, 'data': 16, 'llvm': 16, 'gen': 64}
 SCALE_TARGET = 1.25
 
 # Assembled once; copies differ only in the digits, so every object has its
@@ -260,6 +265,41 @@ def make_large(scratch, files, count, mib):
     with concurrent.futures.ThreadPoolExecutor(2) as pool:
         list(pool.map(assemble, range(count)))
     return finish(wl, names)
+
+
+def make_llvm(scratch, files, gnu_ar, count):
+    """The `count` largest members of LLVM's static libraries, each name
+    once (without regard to case); None when there are none."""
+    try:
+        libdir = subprocess.run(['llvm-config', '--libdir'], check=True,
+                                capture_output=True, text=True).stdout.strip()
+        libs = sorted(os.path.join(libdir, n) for n in os.listdir(libdir)
+                      if n.startswith('libLLVM') and n.endswith('.a'))
+    except (OSError, subprocess.CalledProcessError):
+        libs = []
+    found = []   # (size, name, library)
+    for lib in libs:
+        listing = subprocess.run([gnu_ar, 'tv', lib], check=True,
+                                 capture_output=True, text=True).stdout
+        names = [line.split() for line in listing.splitlines()]
+        counts = {}
+        for f in names:
+            counts[f[-1]] = counts.get(f[-1], 0) + 1
+        found += [(int(f[2]), f[-1], lib) for f in names if counts[f[-1]] == 1]
+    chosen, seen = [], set()
+    for size, name, lib in sorted(found, reverse=True):
+        if name.lower() not in seen and len(chosen) < count:
+            seen.add(name.lower())
+            chosen.append((name, lib))
+    if not chosen:
+        return None
+    wl = new_workload(scratch, files, 'llvm', 'llvm')
+    by_lib = {}
+    for name, lib in chosen:
+        by_lib.setdefault(lib, []).append(name)
+    for lib, names in by_lib.items():
+        sh([gnu_ar, 'x', lib] + names, cwd=wl.indir)
+    return finish(wl, [name for name, _ in chosen])
 
 
 def make_data(scratch, files, count, lo_mib, hi_mib):
@@ -631,11 +671,13 @@ def parse_args():
                    help='keep the workloads and the scratch directory')
     p.add_argument('--csv', help='result file; default bench/results/<time>.csv '
                    '(scale figures go to the same name with -scale)')
-    p.add_argument('--workloads', default='libc,gen,large,data',
-                   help='comma-separated subset of libc,gen,large,data')
+    p.add_argument('--workloads', default='libc,gen,large,llvm,data',
+                   help='comma-separated subset of libc,gen,large,llvm,data')
     p.add_argument('--sizes', help='member counts of the gen workloads '
                    '(default 1000,10000,100000)')
     p.add_argument('--large', help='COUNTxMIB of the large objects (default 200x3)')
+    p.add_argument('--llvm', type=int,
+                   help='number of LLVM members (default 200)')
     p.add_argument('--data', type=int, help='number of 1-8 MiB data files (default 50)')
     p.add_argument('--rounds', type=int, help='timed rounds (default 5)')
     p.add_argument('--min-rounds', type=int, default=3,
@@ -656,6 +698,7 @@ def parse_args():
                                             '1000,10000,100000')).split(',')]
     count, mib = (a.large or ('8x1' if quick else '200x3')).split('x')
     a.large = (int(count), int(mib))
+    a.llvm = a.llvm or (20 if quick else 200)
     a.data = a.data if a.data is not None else (8 if quick else 50)
     a.data_mib = (1, 2) if quick else (1, 8)
     a.rounds = a.rounds or (3 if quick else 5)
@@ -702,11 +745,16 @@ def main():
                        for n in a.sizes]
         if 'large' in a.workloads:
             makers.append(lambda: make_large(scratch, files, *a.large))
+        if 'llvm' in a.workloads:
+            makers.append(lambda: make_llvm(scratch, files, a.gnu_ar, a.llvm))
         if 'data' in a.workloads:
             makers.append(lambda: make_data(scratch, files, a.data, *a.data_mib))
         for make in makers:
             t0 = time.monotonic()
             wl = make()
+            if wl is None:
+                log('llvm: no static LLVM libraries (llvm-config --libdir), skipped')
+                continue
             log(f'{wl.name}: built in {time.monotonic() - t0:.1f} s')
             bench.run_workload(wl)
             if not a.keep:   # keeps disk and memory use down
