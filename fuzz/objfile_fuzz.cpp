@@ -1,7 +1,11 @@
 // Feeds arbitrary bytes to the object-file factory and walks the symbol
 // table as the archiver does; whenever the quick symbol scan accepts the same
-// bytes, its answers must be the walk's, or the run aborts. Seed it with
-// compiled objects (tools/fuzz.sh makes them).
+// bytes, its answers must be the walk's, or the run aborts. The scan reads
+// the bytes both in memory and by positioned reads of a file, and the two
+// must agree. Seed it with compiled objects (tools/fuzz.sh makes them).
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -18,6 +22,26 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
+namespace {
+
+// The same scan by positioned reads of a file holding the bytes.
+void scanFromFile(const uint8_t* data, size_t size, int64_t base, size_t length, bool quick,
+                  const std::vector<OFE::SCANNED_SYMBOL>& scanned) {
+  static const int fd = memfd_create("fuzz", 0);
+  if (fd < 0 || ftruncate(fd, 0) != 0 || !write_full(fd, data, size)) std::abort();
+  OFE::FILE_SCAN_SOURCE source(fd, base);
+  std::vector<OFE::SCANNED_SYMBOL> pieces;
+  if (OFE::scan_symbols(source, length, pieces) != quick) std::abort();
+  if (!quick) return;
+  if (pieces.size() != scanned.size()) std::abort();
+  for (size_t i = 0; i < pieces.size(); ++i)
+    if (pieces[i].binding != scanned[i].binding || pieces[i].kind != scanned[i].kind ||
+        std::strcmp(pieces[i].name, scanned[i].name) != 0)
+      std::abort();
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   std::vector<uint8_t> bytes(data, data + size);
@@ -32,6 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const size_t length = member ? size - 1 : size;
   std::vector<OFE::SCANNED_SYMBOL> scanned;
   const bool quick = OFE::scan_symbols(start, length, scanned);
+  scanFromFile(data, size, member ? 1 : 0, length, quick, scanned);
   size_t walked = 0;
 
   OFE::OBJECT_FILE* object = OFE::create_object_file(stream, member ? size - 1 : 0, 0, nullptr);
