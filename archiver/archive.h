@@ -20,7 +20,7 @@ struct ArchiveMember {
   const char* sourcePath; // file that supplies the data; null for kept members
   uint32_t headerOffset;  // header in the archive being written (for the index: 32-bit)
   // Where the symbol pass kept the file's bytes for the write, so that the
-  // file is not opened and read a second time (member_store.h).
+  // file is not opened and read a second time (member_data.h).
   uint8_t kept;           // KeptWhere
   const uint8_t* keptData;
   uint64_t keptOffset;

@@ -15,7 +15,7 @@
 
 #include "archiver/archive_format.h"
 #include "archiver/archive_lock.h"
-#include "archiver/member_store.h"
+#include "archiver/member_data.h"
 #include "archiver/symbol_table.h"
 #include "support/checked_alloc.h"
 #include "support/host_path.h"
@@ -27,9 +27,9 @@ namespace {
 Archive* activeWrite = nullptr;
 bool exitHookInstalled = false;
 
-// Buffers sized for the disk: members are copied in blocks of 64 KiB, the
-// new archive is written 1 MiB at a time, and members of 1 MiB or more are
-// copied by the kernel.
+// Buffers sized for the disk: extracted members are copied in blocks of
+// 64 KiB, or by the kernel from 1 MiB on, and the new archive is written
+// 1 MiB at a time.
 constexpr size_t kCopyBlock = size_t{64} * 1024;
 constexpr size_t kOutputBuffer = 1 << 20;
 constexpr int32_t kKernelCopyThreshold = 1 << 20;
@@ -254,45 +254,15 @@ void writeNameTable(Archive& archive, const std::string& text) {
 
 namespace {
 
-constexpr int kKernelCopyUnavailable = -1;
-
-// Large members are copied by the kernel, file to file, without passing
-// through this process: copy_file_range within a file system, sendfile
-// across file systems (members in a RAM disk, say). Returns
-// kKernelCopyUnavailable when nothing was copied and the ordinary loop
-// should do the work.
-int copyInKernel(FILE* source, FILE* output, int32_t size) {
+// Copies `size` bytes from the source's position to the output's end in
+// the kernel; both streams then stand after what was copied.
+int copyStreamsInKernel(FILE* source, FILE* output, int32_t size) {
   off_t position = ftello(source);
   if (position < 0 || std::fflush(output) != 0) return kKernelCopyUnavailable;
-  int from = fileno(source), to = fileno(output);
-  loff_t offset = position;
-  size_t remaining = static_cast<size_t>(size);
-  bool acrossFileSystems = false;
-  while (remaining > 0) {
-    ssize_t n;
-    if (acrossFileSystems) {
-      off_t at = offset;
-      n = sendfile(to, from, &at, remaining);
-      if (n > 0) offset = at;
-    } else {
-      n = copy_file_range(from, &offset, to, nullptr, remaining, 0);
-    }
-    if (n < 0 && errno == EINTR) continue;
-    bool first = remaining == static_cast<size_t>(size);
-    if (n < 0 && first && !acrossFileSystems && errno == EXDEV) {
-      acrossFileSystems = true;
-      continue;
-    }
-    if (n < 0 && first &&
-        (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ||
-         errno == EBADF || errno == ETXTBSY))
-      return kKernelCopyUnavailable;
-    if (n < 0) return errno == EIO && first ? CopyReadFailed : CopyWriteFailed;
-    if (n == 0) return CopyReadFailed;  // the source ended early
-    remaining -= static_cast<size_t>(n);
-  }
-  // Both streams learn where their descriptors now stand.
-  if (fseeko(source, offset, SEEK_SET) != 0) return CopyReadFailed;
+  int result = copyInKernel(fileno(source), position, fileno(output), static_cast<size_t>(size));
+  if (result == kKernelCopySourceIsDirectory) return CopyWriteFailed;
+  if (result != CopyOk) return result;
+  if (fseeko(source, position + size, SEEK_SET) != 0) return CopyReadFailed;
   if (fseeko(output, 0, SEEK_END) != 0) return CopyWriteFailed;
   return CopyOk;
 }
@@ -301,7 +271,7 @@ int copyInKernel(FILE* source, FILE* output, int32_t size) {
 
 int copyData(FILE* source, FILE* output, int32_t size, bool pad) {
   if (size >= kKernelCopyThreshold) {
-    int result = copyInKernel(source, output, size);
+    int result = copyStreamsInKernel(source, output, size);
     if (result != kKernelCopyUnavailable) {
       if (result == CopyOk && size % 2 && pad && std::fputc('\n', output) == EOF)
         return CopyWriteFailed;
@@ -326,87 +296,18 @@ int copyData(FILE* source, FILE* output, int32_t size, bool pad) {
 
 namespace {
 
-// A member's data and, after an odd size, the newline pad.
-void writeDataAndPad(Archive& archive, const void* data, size_t size) {
-  FILE* out = outputFile(archive);
-  if (std::fwrite(data, 1, size, out) != size || (size % 2 && std::fputc('\n', out) == EOF))
-    reportArchiveError(archive, WriteError, "Error writing archive");
-}
-
-// A small member from its file: opened, read whole and closed, with no
-// stream of its own. The failures are the ones the streamed copy reports.
-void writeSmallFileMember(Archive& archive, ArchiveMember& member, const HeaderRecord& record) {
-  static std::vector<char> bytes;
-  int fd = open(hostPath(member.sourcePath).c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) reportArchiveError(archive, OpenError, "Cannot open file: '%s'", member.sourcePath);
-  size_t size = static_cast<size_t>(member.size);
-  bytes.resize(size);
-  size_t got = 0;
-  while (got < size) {
-    ssize_t n = read(fd, bytes.data() + got, size - got);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    got += static_cast<size_t>(n);
-  }
-  int readError = got < size ? errno : 0;
-  close(fd);
-  // A directory opens here but is no file to archive.
-  if (readError == EISDIR)
-    reportArchiveError(archive, OpenError, "Cannot open file: '%s'", member.sourcePath);
-  writeMemberHeader(archive, record);
-  if (got < size) reportArchiveError(archive, DataReadError, "Error writing archive");
-  writeDataAndPad(archive, bytes.data(), size);
-}
-
-// A small member of the old archive, read through the input's read-ahead
-// window: no seek of its stream, so no system call for most members.
-void writeSmallOldMember(Archive& archive, ArchiveMember& member, const HeaderRecord& record) {
-  static std::vector<char> bytes;
-  size_t size = static_cast<size_t>(member.size);
-  bytes.resize(size);
-  bool ok = readMemberData(archive, member, bytes.data());
-  writeMemberHeader(archive, record);
-  if (!ok) reportArchiveError(archive, DataReadError, "Error writing archive");
-  writeDataAndPad(archive, bytes.data(), size);
+void writeHeaderOf(Archive& archive, ArchiveMember& member) {
+  writeMemberHeader(archive, HeaderRecord{member.name, member.nameOffset, member.date, member.size});
 }
 
 }  // namespace
 
 void writeMember(Archive& archive, ArchiveMember& member) {
-  HeaderRecord record{member.name, member.nameOffset, member.date, member.size};
   if (member.size == 0) {
-    writeMemberHeader(archive, record);
+    writeHeaderOf(archive, member);
     return;
   }
-  // A file the symbol pass kept is not opened again.
-  if (member.sourcePath && member.kept != NotKept) {
-    writeMemberHeader(archive, record);
-    writeDataAndPad(archive, keptBytes(archive, member), static_cast<size_t>(member.size));
-    return;
-  }
-  if (member.size < kKernelCopyThreshold) {
-    if (member.sourcePath)
-      writeSmallFileMember(archive, member, record);
-    else
-      writeSmallOldMember(archive, member, record);
-    return;
-  }
-  STREAM_HANDLE* source = nullptr;
-  FILE* from;
-  if (member.sourcePath) {
-    source = openFile(member.sourcePath, "rb");
-    if (!source) reportArchiveError(archive, OpenError, "Cannot open file: '%s'", member.sourcePath);
-    from = source->stream;
-  } else {
-    from = inputFile(archive);
-    if (!from || fseeko(from, static_cast<off_t>(member.dataOffset), SEEK_SET) != 0)
-      reportArchiveError(archive, DataReadError, "Cannot read file: '%s'", archive.path);
-  }
-  writeMemberHeader(archive, record);
-  int result = copyData(from, outputFile(archive), member.size, true);
-  if (source) closeFile(source);
-  if (result != CopyOk)
-    reportArchiveError(archive, static_cast<ArchiveError>(result), "Error writing archive");
+  writeMemberData(archive, member, writeHeaderOf);
 }
 
 void completeWrite(Archive& archive) {
@@ -418,7 +319,7 @@ void completeWrite(Archive& archive) {
   ok = closeFile(handle) == 0 && ok;
   if (!ok) reportArchiveError(archive, WriteError, "Cannot write archive: '%s'", archive.finalPath);
   syncDirectoryOf(archive.hostFinalPath);
-  endKeeping(archive);
+  endMemberData(archive);
   archive.outputCreated = false;
   if (archive.input) {
     if (archive.ownsInput) closeFile(archive.input);
@@ -471,7 +372,7 @@ bool writeArchive(Archive& archive, int32_t requested) {
 
 void abandonWrite(Archive& archive) {
   if (!archive.writeInProgress) return;
-  endKeeping(archive);
+  endMemberData(archive);
   if (archive.output) {
     closeFile(archive.output);
     archive.output = nullptr;

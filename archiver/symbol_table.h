@@ -12,8 +12,8 @@ class OBJECT_FILE;
 
 // Rebuilds the symbol list from the members and, when it is not empty,
 // fixes every member's header offset. `nameTableLength` is 0 when no name
-// table is written. Member files read whole are kept for the write
-// (member_store.h).
+// table is written. Where each member's bytes are read from, and what is
+// kept for the write, is member_data.h's to decide.
 void collectSymbols(Archive& archive, uint32_t nameTableLength);
 
 // With the symbol list complete: adds the count word to symbolTableBytes
