@@ -311,14 +311,16 @@ void writeMember(Archive& archive, ArchiveMember& member) {
 }
 
 void completeWrite(Archive& archive) {
-  // The new archive is made durable before the old one is removed.
+  // A new archive that replaces an old one is made durable before the old
+  // one is removed. One that replaces nothing is written as compilers write
+  // their outputs: a power cut could take nothing away.
   FILE* out = outputFile(archive);
-  bool ok = std::fflush(out) == 0 && fsync(fileno(out)) == 0;
+  bool ok = std::fflush(out) == 0 && (!archive.renamedOld || fsync(fileno(out)) == 0);
   STREAM_HANDLE* handle = archive.output;
   archive.output = nullptr;
   ok = closeFile(handle) == 0 && ok;
   if (!ok) reportArchiveError(archive, WriteError, "Cannot write archive: '%s'", archive.finalPath);
-  syncDirectoryOf(archive.hostFinalPath);
+  if (archive.renamedOld) syncDirectoryOf(archive.hostFinalPath);
   endMemberData(archive);
   archive.outputCreated = false;
   if (archive.input) {
@@ -364,7 +366,8 @@ bool writeArchive(Archive& archive, int32_t requested) {
   for (ArchiveMember* m = archive.members; m; m = m->next) {
     writeMember(archive, *m);
     written += kHeaderSize + roundUpEven(static_cast<uint32_t>(m->size));
-    startWriteback(archive, started, written);
+    // Only a write that will be synced gains from starting early.
+    if (archive.renamedOld) startWriteback(archive, started, written);
   }
   completeWrite(archive);
   return true;

@@ -211,3 +211,27 @@
 # A large member between a RAM disk and the disk, both ways.
   $ t=$(mktemp -d /dev/shm/zolt-XXXXXX); blob $t/large.o 3145729; zolt rq big $t/large.o; (cd $t && zolt xq $OLDPWD/big.lib && cmp large.o $OLDPWD/big.lib -i 0:68 -n 3145729 && echo same); ar p big.lib large.o | cmp - $t/large.o; rm -r $t
   same
+
+# Objects on both sides of 16 KiB and 64 KiB, odd and even, more than 8 MiB
+# in all: created, half replaced from their files and half copied from the
+# old archive, one deleted; each time the index names every definition at
+# its member and the members come back byte for byte.
+  $ obj a.o 'int alpha(void) { return 1; } int shared;' && obj b.o 'long beta[2] = {1}; static int hidden;'
+  > n=0; for size in 16383 16384 16385 65535 65536 65537; do for i in $(seq 40); do
+  >   n=$((n + 1)); f=k$(printf %03d $n).o; cp $([ $((n % 2)) = 0 ] && echo a.o || echo b.o) $f; truncate -s $size $f
+  > done; done
+  > check() { [ "$(index $1)" = "$(defs $(ar t $1))" ] && for f in $(ar t $1); do ar p $1 $f | cmp - $f; done && echo "$1 ok"; }
+  > zolt rq k.a k*.o && check k.a && cp k.a full.a
+  > zolt rq k.a k0[0-9][02468].o k1[0-9][13579].o && cmp k.a full.a && echo same
+  > zolt dq k.a k120.o && check k.a
+  k.a ok
+  same
+  k.a ok
+
+# A run that replaces an old archive syncs the new one and its directory
+# before removing the old; one that creates an archive does not.
+  $ command -v strace >/dev/null || { echo 'no strace'; exit 77; }
+  $ for word in rq rq dq; do strace -qq -e trace=fsync,fdatasync,sync_file_range -o t zolt $word s.a a.o; echo "$word:" $(cut -d"(" -f1 t); done
+  rq:
+  rq: fsync fsync
+  dq: fsync fsync
