@@ -1,7 +1,9 @@
 #include "archiver/member_data.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/sendfile.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -50,6 +52,11 @@ struct Kept {
 };
 Kept kept;
 
+// The descriptor of the old archive's file; -1 when there is none.
+int inputFdOf(Archive& archive) {
+  return archive.input && archive.input->stream ? fileno(archive.input->stream) : -1;
+}
+
 // The member the symbol pass has in hand: its bytes when read whole (all
 // of them, or fewer when its file shrank), or the pieces the scan fetched.
 struct Current {
@@ -59,6 +66,54 @@ struct Current {
   std::vector<uint8_t> scratch;
 };
 Current current;
+
+// The old archive, mapped read-only once per write: its members are scanned
+// in place and written straight from the mapping, so that their bytes are
+// copied once, into the new archive. Pages behind the work are let go as it
+// moves on, so that the mapping never makes the process large.
+struct Mapping {
+  const uint8_t* bytes = nullptr;
+  size_t length = 0;
+  size_t released = 0;  // where the work stood when the pages were last let go
+};
+Mapping mapping;
+constexpr size_t kReleaseStep = size_t{1} << 20;
+
+void mapOldArchive(Archive& archive) {
+  int fd = inputFdOf(archive);
+  struct stat st;
+  if (fd < 0 || fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size <= 0) return;
+  void* at = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_SHARED, fd, 0);
+  if (at == MAP_FAILED) return;
+  mapping.bytes = static_cast<const uint8_t*>(at);
+  mapping.length = static_cast<size_t>(st.st_size);
+}
+
+// The old member's bytes in the mapping; null when it has none, or the
+// member is not all there.
+const uint8_t* mapped(const ArchiveMember& member) {
+  if (!mapping.bytes || member.sourcePath || member.dataOffset > mapping.length ||
+      static_cast<uint64_t>(member.size) > mapping.length - member.dataOffset)
+    return nullptr;
+  return mapping.bytes + member.dataOffset;
+}
+
+// Lets go of the mapped pages once the work has moved a step past the last
+// time, or of all of them `now`. The range let go reaches a large page
+// beyond both ends: the file system may map pages of 2 MiB.
+void releaseMapping(size_t progress, bool now = false) {
+  constexpr size_t kLargePage = size_t{2} << 20;
+  if (!mapping.bytes || (!now && progress < mapping.released + kReleaseStep)) return;
+  size_t from = now || mapping.released < kLargePage ? 0 : (mapping.released - kLargePage) & ~(kLargePage - 1);
+  size_t to = now ? mapping.length : std::min(mapping.length, progress + kLargePage);
+  (void)madvise(const_cast<uint8_t*>(mapping.bytes) + from, to - from, MADV_DONTNEED);
+  mapping.released = progress;
+}
+
+void unmapOldArchive() {
+  if (mapping.bytes) munmap(const_cast<uint8_t*>(mapping.bytes), mapping.length);
+  mapping = Mapping();
+}
 
 // Room for `size` bytes (at most a block) in the memory budget; null when
 // the budget is spent.
@@ -181,11 +236,6 @@ void readSmallFile(Archive& archive, ArchiveMember& member) {
   }
 }
 
-// The bytes of the old archive's file.
-int inputFd(Archive& archive) {
-  return archive.input && archive.input->stream ? fileno(archive.input->stream) : -1;
-}
-
 // Output bytes handed to the descriptor, so that the kernel may append.
 int flushedOutput(Archive& archive) {
   if (std::fflush(archive.output->stream) != 0)
@@ -227,11 +277,40 @@ void writeDataAndPad(Archive& archive, const void* data, size_t size) {
     reportArchiveError(archive, WriteError, "Error writing archive");
 }
 
+// An old member from the mapping: a small one through the output's buffer,
+// a large one straight to the file, a step at a time.
+void writeMapped(Archive& archive, const ArchiveMember& member, const uint8_t* bytes) {
+  const size_t size = static_cast<size_t>(member.size);
+  if (member.size <= kWholeLimit) {
+    writeDataAndPad(archive, bytes, size);
+    releaseMapping(member.dataOffset + size);
+    return;
+  }
+  int out = flushedOutput(archive);
+  for (size_t done = 0; done < size;) {
+    size_t n = std::min(kReleaseStep, size - done);
+    if (!write_full(out, bytes + done, n)) reportArchiveError(archive, WriteError, "Error writing archive");
+    done += n;
+    releaseMapping(member.dataOffset + done);
+  }
+  // The stream learns where its descriptor now stands.
+  FILE* stream = archive.output->stream;
+  if (fseeko(stream, 0, SEEK_END) != 0 || (size % 2 && std::fputc('\n', stream) == EOF))
+    reportArchiveError(archive, WriteError, "Error writing archive");
+}
+
 }  // namespace
 
-void beginMemberData(Archive& archive) { endMemberData(archive); }
+void beginMemberData(Archive& archive) {
+  endMemberData(archive);
+  mapOldArchive(archive);
+}
 
-void finishMemberScan(Archive& /*archive*/) { flushStaged(); }
+void finishMemberScan(Archive& /*archive*/) {
+  flushStaged();
+  // The write goes through the mapping once more, from its start.
+  releaseMapping(0, true);
+}
 
 bool scanMember(Archive& archive, ArchiveMember& member, std::vector<OFE::SCANNED_SYMBOL>& symbols) {
   current.bytes = nullptr;
@@ -245,6 +324,13 @@ bool scanMember(Archive& archive, ArchiveMember& member, std::vector<OFE::SCANNE
     return true;
   }
   const size_t size = static_cast<size_t>(member.size);
+  if (const uint8_t* bytes = mapped(member)) {
+    current.bytes = bytes;
+    current.held = size;
+    bool answered = OFE::scan_symbols(bytes, size, symbols);
+    releaseMapping(member.dataOffset + size);
+    return answered;
+  }
   if (member.size <= kWholeLimit) {
     if (member.sourcePath) {
       readSmallFile(archive, member);
@@ -259,7 +345,7 @@ bool scanMember(Archive& archive, ArchiveMember& member, std::vector<OFE::SCANNE
     }
     return current.held == size && OFE::scan_symbols(current.bytes, size, symbols);
   }
-  int fd = member.sourcePath ? openMemberFile(archive, member) : inputFd(archive);
+  int fd = member.sourcePath ? openMemberFile(archive, member) : inputFdOf(archive);
   if (fd < 0) return false;
   current.pieces.emplace(fd, member.sourcePath ? 0 : static_cast<int64_t>(member.dataOffset));
   bool answered = OFE::scan_symbols(*current.pieces, size, symbols);
@@ -298,8 +384,13 @@ void writeMemberData(Archive& archive, ArchiveMember& member, void (*writeHeader
     writeDataAndPad(archive, keptBytes(archive, member), size);
     return;
   }
+  if (const uint8_t* bytes = mapped(member)) {
+    writeHeader(archive, member);
+    writeMapped(archive, member, bytes);
+    return;
+  }
   if (member.size > kWholeLimit) {
-    int fd = member.sourcePath ? openMemberFile(archive, member) : inputFd(archive);
+    int fd = member.sourcePath ? openMemberFile(archive, member) : inputFdOf(archive);
     if (fd < 0) reportArchiveError(archive, DataReadError, "Cannot read file: '%s'", archive.path);
     writeHeader(archive, member);
     copyLargeMember(archive, member, fd, member.sourcePath ? 0 : static_cast<int64_t>(member.dataOffset));
@@ -338,6 +429,7 @@ void endMemberData(Archive& /*archive*/) {
   current.held = 0;
   current.pieces.reset();
   std::vector<uint8_t>().swap(current.scratch);
+  unmapOldArchive();
 }
 
 int copyInKernel(int from, int64_t offset, int to, size_t size) {

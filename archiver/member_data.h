@@ -8,9 +8,13 @@
 //   memory up to a budget, and past it the smallest go to an unnamed file
 //   beside the archive (written and read back in large blocks). Whatever is
 //   not kept is read again by the write.
-// - A larger member is scanned by positioned reads of its headers and
+// - A larger member file is scanned by positioned reads of its headers and
 //   symbol tables only, and the write has the kernel copy it into the
 //   archive, file to file.
+// - The old archive is mapped: its members are scanned in place and written
+//   from the mapping, whatever their size, so that their bytes are copied
+//   once, into the new archive. (Where it cannot be mapped, its members
+//   take the paths of member files.)
 #pragma once
 
 #include <cstdint>
