@@ -28,7 +28,8 @@ namespace {
 void scanFromFile(const uint8_t* data, size_t size, int64_t base, size_t length, bool quick,
                   const std::vector<OFE::SCANNED_SYMBOL>& scanned) {
   static const int fd = memfd_create("fuzz", 0);
-  if (fd < 0 || ftruncate(fd, 0) != 0 || !write_full(fd, data, size)) std::abort();
+  if (fd < 0 || ftruncate(fd, 0) != 0 || lseek(fd, 0, SEEK_SET) != 0 || !write_full(fd, data, size))
+    std::abort();
   OFE::FILE_SCAN_SOURCE source(fd, base);
   std::vector<OFE::SCANNED_SYMBOL> pieces;
   if (OFE::scan_symbols(source, length, pieces) != quick) std::abort();
