@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/sendfile.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -74,6 +76,10 @@ Current current;
 struct Mapping {
   const uint8_t* bytes = nullptr;
   size_t length = 0;
+  // On a RAM disk the kernel copies large members faster than a write from
+  // the mapping, which must map every page first; on a disk it is the other
+  // way round, the kernel's copy going page by page.
+  bool kernelCopies = false;
   size_t released = 0;  // where the work stood when the pages were last let go
 };
 Mapping mapping;
@@ -87,6 +93,8 @@ void mapOldArchive(Archive& archive) {
   if (at == MAP_FAILED) return;
   mapping.bytes = static_cast<const uint8_t*>(at);
   mapping.length = static_cast<size_t>(st.st_size);
+  struct statfs fs;
+  mapping.kernelCopies = fstatfs(fd, &fs) == 0 && fs.f_type == TMPFS_MAGIC;
 }
 
 // The old member's bytes in the mapping; null when it has none, or the
@@ -278,12 +286,16 @@ void writeDataAndPad(Archive& archive, const void* data, size_t size) {
 }
 
 // An old member from the mapping: a small one through the output's buffer,
-// a large one straight to the file, a step at a time.
+// a large one straight to the file, a step at a time, or by the kernel.
 void writeMapped(Archive& archive, const ArchiveMember& member, const uint8_t* bytes) {
   const size_t size = static_cast<size_t>(member.size);
   if (member.size <= kWholeLimit) {
     writeDataAndPad(archive, bytes, size);
     releaseMapping(member.dataOffset + size);
+    return;
+  }
+  if (mapping.kernelCopies) {
+    copyLargeMember(archive, member, inputFdOf(archive), static_cast<int64_t>(member.dataOffset));
     return;
   }
   int out = flushedOutput(archive);
