@@ -1,7 +1,6 @@
 #include "archiver/archive_writer.h"
 
 #include <fcntl.h>
-#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -70,8 +70,8 @@ struct Current {
 Current current;
 
 // The old archive, mapped read-only once per write: its members are scanned
-// in place and written straight from the mapping, so that their bytes are
-// copied once, into the new archive. Pages behind the work are let go as it
+// in place and copied from it, so that their bytes are copied once, into
+// the new archive. Pages behind the work are let go as it
 // moves on, so that the mapping never makes the process large.
 struct Mapping {
   const uint8_t* bytes = nullptr;
