@@ -1,252 +1,247 @@
-// Diagnostic records: headers, wrapping, routing, counting, source echo.
+// The diagnostics as they print: header forms, streams, wrapping at the line
+// width, the source echo, counting, the fatal ends and the error limit, and
+// the reporters' raising sites. Each row runs in a child of its own, since
+// the settings and the count are process-wide.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <string>
+#include <memory>
 
-#include "DIAG/diag.h"
 #include "DIAG/diag_kinds.h"
-#include "common/test_util.h"
+#include "DIAG/user_msg_api.h"
+#include "unit.h"
 
-using testutil::inChild;
+using namespace DIAG;
 
 namespace {
 
-const DIAG_MESSAGE kAdvice = {1234, "%s", "", DIAG_ADVICE, false, false};
-const DIAG_MESSAGE kNumbered = {42, "value %d", "verbose", DIAG_ERROR, false, false};
-
-// A diagnostic over any record, as a tool with its own catalogue would have.
-class TestDiag : public DIAGNOSTIC {
-public:
+// A diagnostic over any record.
+struct D : DIAGNOSTIC {
   using DIAGNOSTIC::DIAGNOSTIC;
-  DIAGNOSTIC* clone() const override { return new TestDiag(*this); }
+  DIAGNOSTIC* clone() const override { return new D(*this); }
 };
 
-void raiseError(std::string text) { DIAG::gerror("t", 1, std::move(text)).print(); }
+void say(const DIAG_MESSAGE& m, const std::string& text, DIAG_SRCINFO* at = nullptr) {
+  D d(&m, "src/x", 9, at);
+  d.print_header();
+  d.print_text("%s", text.c_str());
+  d.finish();
+}
+
+void error(const std::string& text) { gerror("t", 1, std::string(text)).print(); }
+
+struct Row {
+  std::function<void()> run;
+  int status;
+  std::string out, err;
+};
+
+void expectRows(const std::vector<Row>& rows) {
+  for (size_t i = 0; i < rows.size(); ++i) {
+    unit::Ran r = unit::inChild(rows[i].run);
+    EXPECT_EQ(r.status, rows[i].status) << "row " << i;
+    EXPECT_EQ(r.out, rows[i].out) << "row " << i;
+    EXPECT_EQ(r.err, rows[i].err) << "row " << i;
+  }
+}
+
+const std::string x72(72, 'x'), source = unit::scratch("echo.c");
 
 }  // namespace
 
-TEST(DiagRecords, SeverityRoutingAndCounting) {
-  auto r = inChild([] {
-    DIAG::gremark("t", 1, "not shown").print();
-    DIAG::gwarning("t", 2, "careful").print();
-    raiseError("broken");
-    std::printf("count=%d\n", DIAG::diag_error_count);
-    DIAG::diag_show_remarks = true;
-    DIAG::gremark("t", 1, "now shown").print();
-    std::printf("count=%d\n", DIAG::diag_error_count);
+TEST(Diag, HeadersStreamsAndFilters) {
+  expectRows({
+      {[] {
+         diag_show_advice = diag_show_debug = diag_show_remarks = diag_no_count = true;
+         for (int s = -1; s <= 8; ++s) say({s + 10, "%s", "", DIAG_SEVERITY(s), false, true}, "s");
+       }, 0, "(no error): s\nadvice #12: s\ndebug: s\nremark: s\n",
+       "(unknown): s\nwarning: s\nerror: s\nfatal error: s\n(unknown): s\n"},
+      {[] {
+         for (int s = 0; s <= 6; ++s) say({s, "%s", "", DIAG_SEVERITY(s), false, true}, "s");
+         diag_show_warnings = false;
+         say(msg_warning, "hidden");
+         std::printf("%d\n", diag_error_count);
+       }, 0, "(no error): s\n1\n", "warning: s\nerror: s\n"},
+      {[] {
+         diag_show_advice = true;
+         say({1234, "%s", "", DIAG_ADVICE, false, false}, "hint");
+         diag_show_ids = diag_no_count = true;
+         say(msg_error, "a");
+         say({42, "%s", "", DIAG_ERROR, false, false}, "b");
+         say({43, "%s", "", DIAG_FATAL, false, false}, "c");
+         say({44, "%s", "", DIAG_ERROR, true, false}, "d");
+         diag_show_ids = false;
+         diag_show_raise_site = true;
+         indent = 2;
+         say(msg_warning, "e");
+       }, 0, "advice #1234-D: hint\n",
+       "error #99923: a\nerror #42-D: b\nfatal error #43: c\nsrc/x:9:internal error #44: d\n"
+       "  src/x:9:warning: e\n"},
+      {[] {
+         gerror e("t", 1, "x");
+         e.print_header();
+         e.print_text("abc");
+         e.print_header();  // closes the line left open
+         e.print_text("def");
+         int first = e.finish(), second = e.finish();
+         gerror o("t", 1, "original");
+         o.print_header();
+         std::unique_ptr<DIAGNOSTIC> c(o.clone());
+         std::printf("%d %d %d %d %d %d\n", first, second, diag_error_count, o.cols_left(),
+                     c->cols_left(), c->header_done());
+         c->print();
+         o.finish();
+         D filtered(&msg_remark, "t", 1), app(&msg_app_error, "f", 5);
+         std::printf("%d %d ", filtered.print_header(), filtered.finish());
+         std::printf("%d ", app.print_header());
+         std::printf("%d ", app.print_text("(%s)", "q"));
+         std::printf("%d\n", gerror("t", 1, "abc").print());
+       }, 0, "1 0 2 72 79 0\n0 0 27 3 10\n",
+       "error: abc\nerror: def\nerror: error: original\n\nf:5:internal error #99924: (q)error: abc\n"},
   });
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.out, "count=1\nremark: now shown\ncount=1\n");
-  EXPECT_EQ(r.err, "warning: careful\nerror: broken\n");
 }
 
-TEST(DiagRecords, HeaderForms) {
-  auto r = inChild([] {
-    DIAG::gapperror("DIAG/user_msg_api", 175, "short").print();
-    DIAG::diag_show_advice = true;
-    TestDiag advice(&kAdvice, "t", 1);
-    advice.print_header();
-    advice.print_text("%s", "hint");
-    advice.finish();
-    DIAG::diag_show_ids = true;
-    raiseError("numbered");
-    TestDiag discretionary(&kNumbered, "t", 1);
-    discretionary.print_header();
-    discretionary.print_text(kNumbered.std_msg, 7);
-    discretionary.finish();
-    DIAG::diag_show_ids = false;
-    DIAG::diag_show_raise_site = true;
-    DIAG::indent = 2;
-    DIAG::gerror("src/x", 9, "site").print();
+TEST(Diag, WrappingAtTheLineWidth) {
+  const std::string exact = std::string(60, 'a') + " " + std::string(11, 'b');
+  const std::string longName(80, 'n');
+  expectRows({
+      {[&] {
+         error(exact);  // as long as the room left: wrapped at its blank
+         error(exact.substr(1));
+         error(std::string(100, 'x'));
+         error("first line\nsecond   line\n\n  third\n");
+         error("ab " + std::string(80, 'y'));
+         error("ends with a blank ");
+         gerror two("t", 1, "");
+         two.print_header();
+         two.print_text("%s", x72.c_str() + 1);
+         two.print_text("z");
+         two.print_text("q");
+         two.print_text("%s", std::string(72, 'w').c_str());
+         two.print_text("hello world");
+         two.finish();
+         say(msg_error, "x", new DIAG_SRCINFO_DATA(longName, 2, 0, false));
+       }, 0, "",
+       "error: " + std::string(60, 'a') + "\n   " + std::string(11, 'b') + "\nerror: " + exact.substr(1) +
+           "\nerror: " + x72 + "\n   " + std::string(28, 'x') +
+           "\nerror: first line\n   second   line\n   third\nerror: ab\n   " + std::string(76, 'y') +
+           "\n   yyyy\nerror: ends with a blank \nerror: " + x72.substr(1) + "z\n   q" + std::string(72, 'w') +
+           "\n   hello world\n\"" + longName + "\", line 2: error: \n   x\n"},
+      {[] {
+         indent = 2;
+         wrap_indent = 1;
+         diag_cols = 20;
+         error("aaaa bbbb cccc dddd eeee");
+         indent = 0;
+         wrap_indent = 3;
+         diag_cols = 4;
+         error("ab cd");
+       }, 0, "", "  error: aaaa bbbb\n   cccc dddd eeee\nerror: \n   a\n   b\n   c\n   d\n"},
+      {[] {
+         diag_cols = 3;
+         error("x");
+       }, 128 + SIGABRT, "",
+       "DIAG/diag:688: print_wrapped: Assertion `diag_cols > (indent + wrap_indent)' failed.\n"},
   });
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.out, "advice #1234-D: hint\n");
-  EXPECT_EQ(r.err,
-            "DIAG/user_msg_api:175:internal error #99924: (short)\n"
-            "error #99923: numbered\n"
-            "error #42-D: value 7\n"
-            "  src/x:9:error: site\n");
-  EXPECT_STREQ(DIAG::severity_word(0), "(suppressed)");
-  EXPECT_STREQ(DIAG::severity_word(1), "(no error)");
-  EXPECT_STREQ(DIAG::severity_word(3), "debug");
-  EXPECT_STREQ(DIAG::severity_word(7), "fatal error");
-  EXPECT_STREQ(DIAG::severity_word(8), "(unknown)");
-  EXPECT_STREQ(DIAG::severity_word(-1), "(unknown)");
 }
 
-TEST(DiagWrap, BoundaryCases) {
-  // "error: " leaves 72 columns; continuation lines hold 76.
-  std::string exact = std::string(60, 'a') + " " + std::string(11, 'b');  // 72 characters
-  std::string fits = std::string(60, 'a') + " " + std::string(10, 'b');   // 71 characters
-  std::string longWord(100, 'x');
-  auto r = inChild([&] {
-    raiseError(exact);
-    raiseError(fits);
-    raiseError(longWord);
-    raiseError("first line\nsecond   line\n\n  third\n");
-    raiseError("ends with a blank ");
-  });
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.err,
-            "error: " + std::string(60, 'a') + "\n   " + std::string(11, 'b') + "\n" +
-            "error: " + fits + "\n" +
-            "error: " + std::string(72, 'x') + "\n   " + std::string(28, 'x') + "\n" +
-            "error: first line\n   second   line\n   third\n" +
-            "error: ends with a blank \n");
-}
-
-TEST(DiagWrap, LongTextLinesStayWithinWidth) {
-  std::string text;
-  for (int i = 0; i < 60; ++i) text += "word" + std::to_string(i) + (i % 7 ? " " : "  ");
-  auto r = inChild([&] { raiseError(text); });
-  ASSERT_EQ(r.status, 0);
-  // Every line fits, continuations start with 3 blanks, and dropping the
-  // indentation gives back the words in order.
-  std::string joined;
-  size_t lines = 0;
-  for (size_t pos = 0, nl; (nl = r.err.find('\n', pos)) != std::string::npos; pos = nl + 1, ++lines) {
-    std::string line = r.err.substr(pos, nl - pos), indent = lines ? "   " : "error: ";
-    EXPECT_LE(line.size(), 79u) << line;
-    ASSERT_EQ(line.substr(0, indent.size()), indent);
-    ASSERT_NE(line[indent.size()], ' ');
-    joined += line.substr(indent.size()) + " ";
+TEST(Diag, PositionsAndTheSourceEcho) {
+  unit::spit(source, "one\n\tint x = 1;\nthree");
+  EXPECT_EQ(format_position(nullptr), "");
+  for (auto [file, line, approximate, text] :
+       {std::tuple{"", 3, true, ""}, {"f", 0, false, "\"f\""}, {"f", 0, true, "\"f\" (approximate)"},
+        {"f", 12, false, "\"f\", line 12"}}) {
+    DIAG_SRCINFO_DATA at(file, line, 1, approximate);
+    EXPECT_EQ(format_position(&at), text);
   }
-  EXPECT_GT(lines, 5u);
-  auto squeeze = [](std::string s) {
-    for (size_t at; (at = s.find("  ")) != std::string::npos;) s.erase(at, 1);
-    return s.substr(0, s.find_last_not_of(' ') + 1);
-  };
-  EXPECT_EQ(squeeze(joined), squeeze(text));
+  D original(&msg_error, "t", 1, new DIAG_SRCINFO_DATA("f", 2, 6, true)), copy(original);
+  EXPECT_EQ(format_position(copy.position()), "\"f\", line 2 (approximate)");
+  expectRows({
+      {[] {
+         diag_show_source = true;
+         say(msg_error, "bad", new DIAG_SRCINFO_DATA(source, 2, 6, false));
+         say(msg_error, "c", new DIAG_SRCINFO_DATA(source, 3, 0, false));
+         say(msg_error, "d", new DIAG_SRCINFO_DATA(source, 1, 1, false));
+         say(msg_warning, "near", new DIAG_SRCINFO_DATA(source, 1, 1, true));
+         say(msg_error, "past", new DIAG_SRCINFO_DATA(source, 9, 1, false));
+         say(msg_error, "none", new DIAG_SRCINFO_DATA(source + "x", 1, 1, false));
+       }, 0, "",
+       "\"" + source + "\", line 2: error: bad\n\tint x = 1;\n     ^\n\"" + source +
+           "\", line 3: error: c\nthree\"" + source + "\", line 1: error: d\none\n^\n\"" + source +
+           "\", line 1 (approximate): warning: near\n\"" + source + "\", line 9: error: past\n\"" +
+           source + "x\", line 1: error: none\n"},
+      {[] {
+         D a(&msg_error, "t", 1, new DIAG_SRCINFO_DATA("f.c", 2, 6, false)), copy(a);
+         D bare(&msg_error, "t", 1), other(&msg_warning, "t", 1, new DIAG_SRCINFO_DATA("f.c", 2, 6, false));
+         for (const DIAGNOSTIC* d : {&copy, &other, &bare}) std::printf("%d%d", d->same_as(a), a.same_as(*d));
+         for (auto [f, l, c] : {std::tuple{"f.c", 3, 6}, {"f.c", 2, 7}, {"g.c", 2, 6}, {"f.cc", 2, 6}})
+           std::printf("%d", D(&msg_error, "t", 1, new DIAG_SRCINFO_DATA(f, l, c, false)).same_as(a));
+         std::printf("\n");
+         copy.dump();
+         bare.dump();
+       }, 0,
+       "1100000000\nCode : 99923\nstd_msg : %s\nvrb_msg : \nFile : f.c\nLine : 2\nColumn: 6\n"
+       "Code : 99923\nstd_msg : %s\nvrb_msg : \n", ""},
+  });
 }
 
-TEST(DiagRecords, HeadersClonesStreamsAndCounting) {
-  auto r = inChild([] {
-    DIAG::gerror e("t", 1, "x");
-    e.print_header();
-    e.print_text("abc");
-    e.print_header();  // closes the open line
-    e.print_text("def");
-    int first = e.finish();
-    int second = e.finish();
-    std::printf("%d %d %d\n", first, second, DIAG::diag_error_count);
-    // A clone starts a fresh line.
-    DIAG::gerror o("t", 1, "original");
-    o.print_header();
-    DIAGNOSTIC* c = o.clone();
-    std::printf("%d %d %d\n", o.cols_left(), c->cols_left(), c->header_done());
-    c->print();
-    delete c;
-    o.finish();
-    DIAG::diag_stream = stdout;
-    DIAG::gwarning("t", 1, "to out").print();
-    DIAG::diag_stream = nullptr;
-    DIAG::diag_no_count = true;
-    DIAG::diag_show_warnings = false;
-    DIAG::gwarning("t", 1, "hidden").print();
-    DIAG::gerror("t", 1, "uncounted").print();
-    TestDiag fatal(&DIAG::msg_fatal, "t", 1);
-    fatal.print_header();
-    fatal.print_text("survived");
-    fatal.finish();
-    std::printf("count=%d\n", DIAG::diag_error_count);
+TEST(Diag, CountingFatalEndsAndTheErrorLimit) {
+  std::string hundred;
+  for (int i = 1; i <= 100; ++i) hundred += "error: e" + std::to_string(i) + "\n";
+  const std::string app = unit::appError("a");
+  expectRows({
+      {[] {
+         std::atexit([] { std::fputs("exit handlers ran\n", stderr); });
+         say(msg_fatal, "stop");
+         std::printf("not reached");
+       }, 1, "", "fatal error: stop\nexit handlers ran\n"},
+      {[] { gdie("f", 5, "x").print(); }, 128 + SIGABRT, "", "f:5:internal fatal error #99926: (x)\n"},
+      {[] {
+         diag_no_count = true;
+         say(msg_fatal, "survived");
+         std::printf("%d\n", diag_error_count);
+       }, 0, "0\n", "fatal error: survived\n"},
+      {[] {
+         std::atexit([] { std::fputs("exit handlers ran\n", stderr); });
+         for (int i = 1; i <= 101; ++i) {
+           error("e" + std::to_string(i));
+           if (i == 100) std::printf("100 went on\n");
+         }
+       }, 1, "100 went on\n",
+       hundred + "error: e101\nfatal error: error limit reached; 100 errors detected\nexit handlers ran\n"},
+      {[] {
+         diag_error_limit = 2;
+         for (int i = 0; i < 3; ++i) user_msg_app_error(user_msg_reporter(), "a");
+       }, 1, "", app + app + app + "fatal error: error limit reached; 2 errors detected\n"},
   });
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.out, "1 0 2\n72 79 0\nwarning: to out\ncount=4\n");
-  EXPECT_EQ(r.err, "error: abc\nerror: def\nerror: error: original\n\n"
-                   "error: uncounted\nfatal error: survived\n");
 }
 
-TEST(DiagRecords, SourcePositionAndEcho) {
-  testutil::TempDir dir;
-  std::string file = dir.file("src.c");
-  testutil::writeFile(file, "line one\n\tint x = 1;\nline three\n");
-  auto r = inChild([&] {
-    DIAG::diag_show_source = true;
-    TestDiag d(&DIAG::msg_error, "t", 1, new DIAG_SRCINFO_DATA(file, 2, 6, false));
-    d.print_header();
-    d.print_text("bad");
-    d.finish();
-    TestDiag approx(&DIAG::msg_warning, "t", 1, new DIAG_SRCINFO_DATA(file, 0, 0, true));
-    approx.print_header();
-    approx.print_text("near");
-    approx.finish();
-    TestDiag missing(&DIAG::msg_error, "t", 1, new DIAG_SRCINFO_DATA(file + "x", 1, 1, false));
-    missing.print_header();
-    missing.print_text("gone");
-    missing.finish();
-    TestDiag copy(d);
-    std::printf("%d%d%d\n", copy.same_as(d), copy.same_as(missing),
-                copy.same_as(TestDiag(&DIAG::msg_error, "t", 1)));
-    copy.dump();
+TEST(UserMsgApi, TextsLinesAndWhatTheyRaise) {
+  expectRows({
+      {[] {
+         DIAG_REPORTER* r = user_msg_reporter();
+         std::printf("%d %d\n", r == user_msg_reporter(), r->warnings_are_errors);
+         user_msg_remark(r, "remark %d", 1);
+         user_msg_warning(r, 0, "warning %s", "two");
+         user_msg_error(r, "%s", "100%d");
+         user_msg_app_error(r, "pfread called with a NULL FILE pointer");
+         r->warnings_are_errors = true;
+         user_msg_warning(r, 0, "promoted");
+         user_msg_error(r, nullptr);
+         std::printf("%d\n", diag_error_count);
+       }, 0, "1 0\n4\n",
+       "warning: warning two\nerror: 100%d\nDIAG/user_msg_api:175:internal error #99924: (pfread called "
+       "with a NULL FILE\n   pointer)\nerror: promoted\nerror: \n"},
+      {[] {
+         diag_show_raise_site = diag_show_remarks = true;
+         DIAG_REPORTER* r = user_msg_reporter();
+         user_msg_remark(r, "r");
+         user_msg_warning(r, 0, "w");
+         user_msg_error(r, "e");
+         r->warnings_are_errors = true;
+         user_msg_warning(r, 0, "we");
+       }, 0, "DIAG/user_msg_api:63:remark: r\n",
+       "DIAG/user_msg_api:115:warning: w\nDIAG/user_msg_api:148:error: e\nDIAG/user_msg_api:113:error: we\n"},
+      {[] { user_msg_die(user_msg_reporter(), "at%d", "x%s", 5, "y"); }, 128 + SIGABRT, "",
+       "DIAG/user_msg_api:213:internal fatal error #99926: (at5: xy)\n"},
   });
-  EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.err,
-            "\"" + file + "\", line 2: error: bad\n\tint x = 1;\n     ^\n" +
-            "\"" + file + "\" (approximate): warning: near\n" +
-            "\"" + file + "x\", line 1: error: gone\n");
-  EXPECT_EQ(r.out, "100\nCode : 99923\nstd_msg : %s\nvrb_msg : \nFile : " + file +
-                       "\nLine : 2\nColumn: 6\n");
-  EXPECT_EQ(DIAG::format_position(nullptr), "");
-  DIAG_SRCINFO_DATA noName("", 3, 1, true);
-  EXPECT_EQ(DIAG::format_position(&noName), "");
-}
-
-TEST(DiagRecords, FatalExitsWithOne) {
-  auto r = inChild([] {
-    TestDiag fatal(&DIAG::msg_fatal, "t", 1);
-    fatal.print_header();
-    fatal.print_text("stop");
-    fatal.finish();
-    std::printf("not reached\n");
-  });
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.out, "");
-  EXPECT_EQ(r.err, "fatal error: stop\n");
-}
-
-TEST(DiagRecords, InconsistentWidthAborts) {
-  auto r = inChild([] {
-    DIAG::diag_cols = 3;
-    raiseError("x");
-  });
-  EXPECT_EQ(r.status, 128 + SIGABRT);
-  EXPECT_NE(r.err.find("DIAG/diag:688"), std::string::npos) << r.err;
-  EXPECT_NE(r.err.find("diag_cols > (indent + wrap_indent)"), std::string::npos);
-}
-
-TEST(DiagErrorLimit, HundredGoOnTheHundredAndFirstEnds) {
-  std::string expected;
-  for (int i = 1; i <= 100; ++i) expected += "error: e" + std::to_string(i) + "\n";
-  auto hundred = inChild([] {
-    for (int i = 0; i < 300; ++i) DIAG::gwarning("t", 1, "w").print();
-    for (int i = 1; i <= 100; ++i) raiseError("e" + std::to_string(i));
-    std::printf("still running\n");
-  });
-  EXPECT_EQ(hundred.status, 0);
-  EXPECT_EQ(hundred.out, "still running\n");
-  std::string warnings;
-  for (int i = 0; i < 300; ++i) warnings += "warning: w\n";
-  EXPECT_EQ(hundred.err, warnings + expected);
-
-  auto more = inChild([] {
-    std::atexit([] { std::fputs("write undone\n", stderr); });
-    for (int i = 1; i <= 101; ++i) raiseError("e" + std::to_string(i));
-    std::printf("not reached\n");
-  });
-  EXPECT_EQ(more.status, 1);
-  EXPECT_EQ(more.out, "");
-  // The exit-time handlers run, so a write in progress is undone.
-  EXPECT_EQ(more.err, expected + "error: e101\nfatal error: error limit reached; 100 errors detected\n"
-                                 "write undone\n");
-
-  // The number shown is the limit, not the count.
-  auto small = inChild([] {
-    DIAG::diag_error_limit = 2;
-    for (int i = 0; i < 3; ++i) DIAG::gapperror("f", 5, "a").print();
-  });
-  EXPECT_EQ(small.status, 1);
-  EXPECT_EQ(small.err, "f:5:internal error #99924: (a)\nf:5:internal error #99924: (a)\n"
-                       "f:5:internal error #99924: (a)\n"
-                       "fatal error: error limit reached; 2 errors detected\n");
 }

@@ -1,0 +1,84 @@
+// What the unit tests share: a piece of a test run in a child process with
+// its output and exit status captured, scratch files, and objects compiled
+// at test time.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+
+namespace unit {
+
+inline std::string slurp(const std::string& path) {
+  std::ostringstream all;
+  all << std::ifstream(path, std::ios::binary).rdbuf();
+  return all.str();
+}
+
+inline void spit(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// A path in a directory of this test program's own, removed when it ends.
+inline std::string scratch(const std::string& name) {
+  static const struct Dir {
+    std::string path;
+    pid_t owner = getpid();  // children that exit leave it alone
+    Dir() : path((std::filesystem::temp_directory_path() / "zolt-unit-XXXXXX").string()) {
+      if (!mkdtemp(path.data())) std::abort();
+    }
+    ~Dir() {
+      if (getpid() == owner) std::filesystem::remove_all(path);
+    }
+  } dir;
+  return dir.path + "/" + name;
+}
+
+struct Ran {
+  int status;  // the exit status, or 128 + the signal that ended the child
+  std::string out, err;
+};
+
+// Runs `body` in a child, so that exits, aborts and process-wide settings
+// stay out of the test program.
+inline Ran inChild(const std::function<void()>& body) {
+  static int children = 0;
+  const std::string out = scratch("child" + std::to_string(++children)), err = out + ".err";
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+    dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+    body();
+    std::fflush(nullptr);
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(out), slurp(err)};
+}
+
+// An application error as it is printed when it fits on its line.
+inline std::string appError(const std::string& text) {
+  return "DIAG/user_msg_api:175:internal error #99924: (" + text + ")\n";
+}
+
+// The object file that `compiler` (with its flags) makes of C `source`;
+// empty when it cannot.
+inline std::string compile(const std::string& source, const std::string& compiler = "gcc") {
+  static int sources = 0;
+  const std::string c = scratch("source" + std::to_string(++sources) + ".c");
+  spit(c, source);
+  return std::system((compiler + " -fcommon -c -o " + c + ".o " + c + " 2>/dev/null").c_str()) == 0
+             ? slurp(c + ".o") : "";
+}
+
+}  // namespace unit
