@@ -23,18 +23,14 @@ inline std::string slurp(const std::string& path) {
   return all.str();
 }
 
-inline void spit(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
+inline void spit(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
-// A path in a directory of this test program's own, removed when it ends.
+// A path in a directory of this test program's own, removed when it ends
+// (children that exit leave it alone).
 inline std::string scratch(const std::string& name) {
   static const struct Dir {
-    std::string path;
-    pid_t owner = getpid();  // children that exit leave it alone
-    Dir() : path((std::filesystem::temp_directory_path() / "zolt-unit-XXXXXX").string()) {
-      if (!mkdtemp(path.data())) std::abort();
-    }
+    std::string path = (std::filesystem::temp_directory_path() / "zolt-unit-XXXXXX").string();
+    pid_t owner = mkdtemp(path.data()) ? getpid() : 0;
     ~Dir() {
       if (getpid() == owner) std::filesystem::remove_all(path);
     }
@@ -55,11 +51,9 @@ inline Ran inChild(const std::function<void()>& body) {
   std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
-    dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
-    dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+    dup2(open(out.c_str(), O_WRONLY | O_CREAT, 0600), 1), dup2(open(err.c_str(), O_WRONLY | O_CREAT, 0600), 2);
     body();
-    std::fflush(nullptr);
-    _exit(0);
+    std::fflush(nullptr), _exit(0);
   }
   int status = 0;
   waitpid(child, &status, 0);
@@ -77,8 +71,7 @@ inline std::string compile(const std::string& source, const std::string& compile
   static int sources = 0;
   const std::string c = scratch("source" + std::to_string(++sources) + ".c");
   spit(c, source);
-  return std::system((compiler + " -fcommon -c -o " + c + ".o " + c + " 2>/dev/null").c_str()) == 0
-             ? slurp(c + ".o") : "";
+  return std::system((compiler + " -fcommon -c -o " + c + ".o " + c + " 2>/dev/null").c_str()) ? "" : slurp(c + ".o");
 }
 
 }  // namespace unit

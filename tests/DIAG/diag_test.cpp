@@ -1,7 +1,7 @@
-// The diagnostics as they print: header forms, streams, wrapping at the line
-// width, the source echo, counting, the fatal ends and the error limit, and
-// the reporters' raising sites. Each row runs in a child of its own, since
-// the settings and the count are process-wide.
+// The diagnostics as they print: header forms, streams, filters, wrapping at
+// the line width, the source echo, counting, the fatal ends, the error limit
+// and the reporters' raising sites. Each row runs in a child of its own,
+// since the settings and the count are process-wide.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -22,9 +22,7 @@ struct D : DIAGNOSTIC {
 
 void say(const DIAG_MESSAGE& m, const std::string& text, DIAG_SRCINFO* at = nullptr) {
   D d(&m, "src/x", 9, at);
-  d.print_header();
-  d.print_text("%s", text.c_str());
-  d.finish();
+  d.print_header(), d.print_text("%s", text.c_str()), d.finish();
 }
 
 void error(const std::string& text) { gerror("t", 1, std::string(text)).print(); }
@@ -36,19 +34,21 @@ struct Row {
 };
 
 void expectRows(const std::vector<Row>& rows) {
-  for (size_t i = 0; i < rows.size(); ++i) {
-    unit::Ran r = unit::inChild(rows[i].run);
-    EXPECT_EQ(r.status, rows[i].status) << "row " << i;
-    EXPECT_EQ(r.out, rows[i].out) << "row " << i;
-    EXPECT_EQ(r.err, rows[i].err) << "row " << i;
+  for (const Row& row : rows) {
+    unit::Ran r = unit::inChild(row.run);
+    EXPECT_EQ(std::tuple(r.status, r.out, r.err), std::tuple(row.status, row.out, row.err)) << &row - rows.data();
   }
 }
 
-const std::string x72(72, 'x'), source = unit::scratch("echo.c");
+DIAG_SRCINFO* at(const std::string& file, uint32_t line, uint32_t column, bool approximate = false) {
+  return new DIAG_SRCINFO_DATA(file, line, column, approximate);
+}
+
+const std::string source = unit::scratch("echo.c");
 
 }  // namespace
 
-TEST(Diag, HeadersStreamsAndFilters) {
+TEST(Diag, HeadersStreamsFiltersAndClones) {
   expectRows({
       {[] {
          diag_show_advice = diag_show_debug = diag_show_remarks = diag_no_count = true;
@@ -58,88 +58,58 @@ TEST(Diag, HeadersStreamsAndFilters) {
       {[] {
          for (int s = 0; s <= 6; ++s) say({s, "%s", "", DIAG_SEVERITY(s), false, true}, "s");
          diag_show_warnings = false;
-         say(msg_warning, "hidden");
-         std::printf("%d\n", diag_error_count);
+         say(msg_warning, "hidden"), std::printf("%d\n", diag_error_count);
        }, 0, "(no error): s\n1\n", "warning: s\nerror: s\n"},
       {[] {
          diag_show_advice = true;
-         say({1234, "%s", "", DIAG_ADVICE, false, false}, "hint");
+         say({1234, "%s", "", DIAG_ADVICE, false, false}, "hint");  // always numbered
          diag_show_ids = diag_no_count = true;
-         say(msg_error, "a");
-         say({42, "%s", "", DIAG_ERROR, false, false}, "b");
-         say({43, "%s", "", DIAG_FATAL, false, false}, "c");
-         say({44, "%s", "", DIAG_ERROR, true, false}, "d");
-         diag_show_ids = false;
-         diag_show_raise_site = true;
-         indent = 2;
+         say(msg_error, "a"), say({42, "%s", "", DIAG_ERROR, false, false}, "b");
+         say({43, "%s", "", DIAG_FATAL, false, false}, "c"), say({44, "%s", "", DIAG_ERROR, true, false}, "d");
+         diag_show_ids = false, diag_show_raise_site = true, indent = 2;
          say(msg_warning, "e");
        }, 0, "advice #1234-D: hint\n",
-       "error #99923: a\nerror #42-D: b\nfatal error #43: c\nsrc/x:9:internal error #44: d\n"
-       "  src/x:9:warning: e\n"},
+       "error #99923: a\nerror #42-D: b\nfatal error #43: c\nsrc/x:9:internal error #44: d\n  src/x:9:warning: e\n"},
       {[] {
-         gerror e("t", 1, "x");
-         e.print_header();
-         e.print_text("abc");
-         e.print_header();  // closes the line left open
-         e.print_text("def");
-         int first = e.finish(), second = e.finish();
-         gerror o("t", 1, "original");
+         gerror e("t", 1, "x"), o("t", 1, "original");
+         e.print_header(), e.print_text("abc"), e.print_header(), e.print_text("def");  // the second closes the line
+         const int first = e.finish(), second = e.finish();
          o.print_header();
          std::unique_ptr<DIAGNOSTIC> c(o.clone());
-         std::printf("%d %d %d %d %d %d\n", first, second, diag_error_count, o.cols_left(),
-                     c->cols_left(), c->header_done());
-         c->print();
-         o.finish();
+         std::printf("%d %d %d %d %d %d ", first, second, diag_error_count, o.cols_left(), c->cols_left(), c->header_done());
+         c->print(), o.finish();
          D filtered(&msg_remark, "t", 1), app(&msg_app_error, "f", 5);
          std::printf("%d %d ", filtered.print_header(), filtered.finish());
          std::printf("%d ", app.print_header());
          std::printf("%d ", app.print_text("(%s)", "q"));
-         std::printf("%d\n", gerror("t", 1, "abc").print());
-       }, 0, "1 0 2 72 79 0\n0 0 27 3 10\n",
+         std::printf("%d", gerror("t", 1, "abc").print());
+       }, 0, "1 0 2 72 79 0 0 0 27 3 10",
        "error: abc\nerror: def\nerror: error: original\n\nf:5:internal error #99924: (q)error: abc\n"},
   });
 }
 
 TEST(Diag, WrappingAtTheLineWidth) {
-  const std::string exact = std::string(60, 'a') + " " + std::string(11, 'b');
-  const std::string longName(80, 'n');
+  const std::string a60(60, 'a'), b11(11, 'b'), x72(72, 'x'), n80(80, 'n');
   expectRows({
       {[&] {
-         error(exact);  // as long as the room left: wrapped at its blank
-         error(exact.substr(1));
-         error(std::string(100, 'x'));
-         error("first line\nsecond   line\n\n  third\n");
-         error("ab " + std::string(80, 'y'));
-         error("ends with a blank ");
+         error(a60 + " " + b11), error(a60.substr(1) + " " + b11), error(x72 + x72.substr(44));
+         error("first line\nsecond   line\n\n  third\n"), error("ab " + n80), error("ends with a blank ");
          gerror two("t", 1, "");
-         two.print_header();
-         two.print_text("%s", x72.c_str() + 1);
-         two.print_text("z");
-         two.print_text("q");
-         two.print_text("%s", std::string(72, 'w').c_str());
-         two.print_text("hello world");
-         two.finish();
-         say(msg_error, "x", new DIAG_SRCINFO_DATA(longName, 2, 0, false));
+         two.print_header(), two.print_text("%s", x72.c_str() + 1), two.print_text("z"), two.print_text("q");
+         two.print_text("%s", x72.c_str()), two.print_text("hello world"), two.finish();
+         say(msg_error, "x", at(n80, 2, 0));  // the header is never wrapped
        }, 0, "",
-       "error: " + std::string(60, 'a') + "\n   " + std::string(11, 'b') + "\nerror: " + exact.substr(1) +
-           "\nerror: " + x72 + "\n   " + std::string(28, 'x') +
-           "\nerror: first line\n   second   line\n   third\nerror: ab\n   " + std::string(76, 'y') +
-           "\n   yyyy\nerror: ends with a blank \nerror: " + x72.substr(1) + "z\n   q" + std::string(72, 'w') +
-           "\n   hello world\n\"" + longName + "\", line 2: error: \n   x\n"},
+       "error: " + a60 + "\n   " + b11 + "\nerror: " + a60.substr(1) + " " + b11 + "\nerror: " + x72 + "\n   " +
+           x72.substr(44) + "\nerror: first line\n   second   line\n   third\nerror: ab\n   " + n80.substr(4) +
+           "\n   nnnn\nerror: ends with a blank \nerror: " + x72.substr(1) + "z\n   q" + x72 + "\n   hello world\n\"" +
+           n80 + "\", line 2: error: \n   x\n"},
       {[] {
-         indent = 2;
-         wrap_indent = 1;
-         diag_cols = 20;
+         indent = 2, wrap_indent = 1, diag_cols = 20;
          error("aaaa bbbb cccc dddd eeee");
-         indent = 0;
-         wrap_indent = 3;
-         diag_cols = 4;
+         indent = 0, wrap_indent = 3, diag_cols = 4;
          error("ab cd");
        }, 0, "", "  error: aaaa bbbb\n   cccc dddd eeee\nerror: \n   a\n   b\n   c\n   d\n"},
-      {[] {
-         diag_cols = 3;
-         error("x");
-       }, 128 + SIGABRT, "",
+      {[] { diag_cols = 3, error("x"); }, 128 + SIGABRT, "",
        "DIAG/diag:688: print_wrapped: Assertion `diag_cols > (indent + wrap_indent)' failed.\n"},
   });
 }
@@ -147,61 +117,44 @@ TEST(Diag, WrappingAtTheLineWidth) {
 TEST(Diag, PositionsAndTheSourceEcho) {
   unit::spit(source, "one\n\tint x = 1;\nthree");
   EXPECT_EQ(format_position(nullptr), "");
-  for (auto [file, line, approximate, text] :
-       {std::tuple{"", 3, true, ""}, {"f", 0, false, "\"f\""}, {"f", 0, true, "\"f\" (approximate)"},
-        {"f", 12, false, "\"f\", line 12"}}) {
-    DIAG_SRCINFO_DATA at(file, line, 1, approximate);
-    EXPECT_EQ(format_position(&at), text);
-  }
-  D original(&msg_error, "t", 1, new DIAG_SRCINFO_DATA("f", 2, 6, true)), copy(original);
+  for (auto [file, line, approximate, text] : {std::tuple{"", 3, true, ""}, {"f", 0, false, "\"f\""},
+                                               {"f", 0, true, "\"f\" (approximate)"}, {"f", 12, false, "\"f\", line 12"}})
+    EXPECT_EQ(format_position(std::unique_ptr<DIAG_SRCINFO>(at(file, line, 1, approximate)).get()), text);
+  D original(&msg_error, "t", 1, at("f", 2, 6, true)), copy(original);
   EXPECT_EQ(format_position(copy.position()), "\"f\", line 2 (approximate)");
+  const std::string s = "\"" + source + "\", line ";
   expectRows({
       {[] {
          diag_show_source = true;
-         say(msg_error, "bad", new DIAG_SRCINFO_DATA(source, 2, 6, false));
-         say(msg_error, "c", new DIAG_SRCINFO_DATA(source, 3, 0, false));
-         say(msg_error, "d", new DIAG_SRCINFO_DATA(source, 1, 1, false));
-         say(msg_warning, "near", new DIAG_SRCINFO_DATA(source, 1, 1, true));
-         say(msg_error, "past", new DIAG_SRCINFO_DATA(source, 9, 1, false));
-         say(msg_error, "none", new DIAG_SRCINFO_DATA(source + "x", 1, 1, false));
+         say(msg_error, "bad", at(source, 2, 6)), say(msg_error, "c", at(source, 3, 0)), say(msg_error, "d", at(source, 1, 1));
+         say(msg_warning, "near", at(source, 1, 1, true)), say(msg_error, "past", at(source, 9, 1));
+         say(msg_error, "none", at(source + "x", 1, 1));
        }, 0, "",
-       "\"" + source + "\", line 2: error: bad\n\tint x = 1;\n     ^\n\"" + source +
-           "\", line 3: error: c\nthree\"" + source + "\", line 1: error: d\none\n^\n\"" + source +
-           "\", line 1 (approximate): warning: near\n\"" + source + "\", line 9: error: past\n\"" +
-           source + "x\", line 1: error: none\n"},
+       s + "2: error: bad\n\tint x = 1;\n     ^\n" + s + "3: error: c\nthree" + s + "1: error: d\none\n^\n" + s +
+           "1 (approximate): warning: near\n" + s + "9: error: past\n\"" + source + "x\", line 1: error: none\n"},
       {[] {
-         D a(&msg_error, "t", 1, new DIAG_SRCINFO_DATA("f.c", 2, 6, false)), copy(a);
-         D bare(&msg_error, "t", 1), other(&msg_warning, "t", 1, new DIAG_SRCINFO_DATA("f.c", 2, 6, false));
+         D a(&msg_error, "t", 1, at("f.c", 2, 6)), copy(a), bare(&msg_error, "t", 1), other(&msg_warning, "t", 1, at("f.c", 2, 6));
          for (const DIAGNOSTIC* d : {&copy, &other, &bare}) std::printf("%d%d", d->same_as(a), a.same_as(*d));
          for (auto [f, l, c] : {std::tuple{"f.c", 3, 6}, {"f.c", 2, 7}, {"g.c", 2, 6}, {"f.cc", 2, 6}})
-           std::printf("%d", D(&msg_error, "t", 1, new DIAG_SRCINFO_DATA(f, l, c, false)).same_as(a));
-         std::printf("\n");
-         copy.dump();
-         bare.dump();
-       }, 0,
-       "1100000000\nCode : 99923\nstd_msg : %s\nvrb_msg : \nFile : f.c\nLine : 2\nColumn: 6\n"
-       "Code : 99923\nstd_msg : %s\nvrb_msg : \n", ""},
+           std::printf("%d", D(&msg_error, "t", 1, at(f, l, c)).same_as(a));
+         std::printf("\n"), copy.dump(), bare.dump();
+       }, 0, "1100000000\nCode : 99923\nstd_msg : %s\nvrb_msg : \nFile : f.c\nLine : 2\nColumn: 6\n"
+             "Code : 99923\nstd_msg : %s\nvrb_msg : \n", ""},
   });
 }
 
 TEST(Diag, CountingFatalEndsAndTheErrorLimit) {
   std::string hundred;
   for (int i = 1; i <= 100; ++i) hundred += "error: e" + std::to_string(i) + "\n";
-  const std::string app = unit::appError("a");
+  static const auto exitHandler = [] { std::atexit([] { std::fputs("exit handlers ran\n", stderr); }); };
   expectRows({
-      {[] {
-         std::atexit([] { std::fputs("exit handlers ran\n", stderr); });
-         say(msg_fatal, "stop");
-         std::printf("not reached");
-       }, 1, "", "fatal error: stop\nexit handlers ran\n"},
+      {[] { exitHandler(), say(msg_fatal, "stop"), std::printf("not reached"); }, 1, "",
+       "fatal error: stop\nexit handlers ran\n"},
       {[] { gdie("f", 5, "x").print(); }, 128 + SIGABRT, "", "f:5:internal fatal error #99926: (x)\n"},
+      {[] { diag_no_count = true, say(msg_fatal, "survived"), std::printf("%d", diag_error_count); }, 0, "0",
+       "fatal error: survived\n"},
       {[] {
-         diag_no_count = true;
-         say(msg_fatal, "survived");
-         std::printf("%d\n", diag_error_count);
-       }, 0, "0\n", "fatal error: survived\n"},
-      {[] {
-         std::atexit([] { std::fputs("exit handlers ran\n", stderr); });
+         exitHandler();
          for (int i = 1; i <= 101; ++i) {
            error("e" + std::to_string(i));
            if (i == 100) std::printf("100 went on\n");
@@ -211,7 +164,8 @@ TEST(Diag, CountingFatalEndsAndTheErrorLimit) {
       {[] {
          diag_error_limit = 2;
          for (int i = 0; i < 3; ++i) user_msg_app_error(user_msg_reporter(), "a");
-       }, 1, "", app + app + app + "fatal error: error limit reached; 2 errors detected\n"},
+       }, 1, "", unit::appError("a") + unit::appError("a") + unit::appError("a") +
+                     "fatal error: error limit reached; 2 errors detected\n"},
   });
 }
 
@@ -219,24 +173,18 @@ TEST(UserMsgApi, TextsLinesAndWhatTheyRaise) {
   expectRows({
       {[] {
          DIAG_REPORTER* r = user_msg_reporter();
-         std::printf("%d %d\n", r == user_msg_reporter(), r->warnings_are_errors);
-         user_msg_remark(r, "remark %d", 1);
-         user_msg_warning(r, 0, "warning %s", "two");
-         user_msg_error(r, "%s", "100%d");
+         std::printf("%d %d ", r == user_msg_reporter(), r->warnings_are_errors);
+         user_msg_remark(r, "remark %d", 1), user_msg_warning(r, 0, "warning %s", "two"), user_msg_error(r, "%s", "100%d");
          user_msg_app_error(r, "pfread called with a NULL FILE pointer");
          r->warnings_are_errors = true;
-         user_msg_warning(r, 0, "promoted");
-         user_msg_error(r, nullptr);
-         std::printf("%d\n", diag_error_count);
-       }, 0, "1 0\n4\n",
-       "warning: warning two\nerror: 100%d\nDIAG/user_msg_api:175:internal error #99924: (pfread called "
-       "with a NULL FILE\n   pointer)\nerror: promoted\nerror: \n"},
+         user_msg_warning(r, 0, "promoted"), user_msg_error(r, nullptr), std::printf("%d", diag_error_count);
+       }, 0, "1 0 4",
+       "warning: warning two\nerror: 100%d\nDIAG/user_msg_api:175:internal error #99924: (pfread called with a NULL "
+       "FILE\n   pointer)\nerror: promoted\nerror: \n"},
       {[] {
          diag_show_raise_site = diag_show_remarks = true;
          DIAG_REPORTER* r = user_msg_reporter();
-         user_msg_remark(r, "r");
-         user_msg_warning(r, 0, "w");
-         user_msg_error(r, "e");
+         user_msg_remark(r, "r"), user_msg_warning(r, 0, "w"), user_msg_error(r, "e");
          r->warnings_are_errors = true;
          user_msg_warning(r, 0, "we");
        }, 0, "DIAG/user_msg_api:63:remark: r\n",

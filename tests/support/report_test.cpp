@@ -28,15 +28,13 @@ TEST(XmlWriter, ElementsContentScopesAndMisuse) {
     xml_element(&w, XML_OPEN | XML_CLOSE, XML_BYTES, &blob, 0, bytes, size_t{58});
     xml_element(&w, XML_OPEN | XML_CLOSE, XML_BYTES, &none, 1, "n", 9, bytes, size_t{2});
     std::printf("%d ", xml_indent_printf(&w, "<!-- %d -->\n", 7));
-    xml_element(&w, XML_OPEN, XML_NONE, &b, 0);
-    xml_element(&w, XML_CLOSE, XML_NONE, &root, 0);  // b is the current scope
-    xml_element(&w, XML_CLOSE, XML_NONE, &b, 0);
-    xml_element(&w, XML_CLOSE, XML_NONE, &c, 0);  // nothing open
+    // Closing root while b is the current scope, then b, then with nothing open.
+    for (auto [flags, tag] : {std::pair{XML_OPEN, &b}, {XML_CLOSE, &root}, {XML_CLOSE, &b}, {XML_CLOSE, &c}})
+      xml_element(&w, flags, XML_NONE, tag, 0);
     std::printf("%d %zu ", w.depth, w.scopes.size());
     xml_element(&w, XML_EMPTY, XML_UNSIGNED32, &empty, 0, 9u);
     xml_element(&w, XML_OPEN | XML_CLOSE, XML_SIGNED32, &unnamed, 0, -1);
-    w.depth = 1;
-    w.indent_width = 300;
+    w.depth = 1, w.indent_width = 300;
     XML_TAG wide(std::string(40, 'n'));
     std::printf("%d %zu", xml_indent_printf(&w, "x"), xml_max_tag_name_length());
   });
@@ -46,21 +44,9 @@ TEST(XmlWriter, ElementsContentScopesAndMisuse) {
                        unit::appError("closing scope <c> when there is no scope open") +
                        unit::appError("printing content after empty <e> tag"));
   EXPECT_EQ(unit::slurp(path),
-            "<root a=\"0x1f\" b=\"-5\">\n"
-            "  <name u=\"4000000000\">a&lt;b &amp; &apos;c&apos; &quot;d&quot; &gt;</name>\n"
-            "  <e t=\"x&amp;y\"/>\n"
-            "  <blob>\n"
-            "  AAUKDxQZHiMoLTI3PEFGS1BVWl9kaW5zeH2Ch4yRlpugpaqvtLm+w8jN0tfc4ebr8PX6/wQJDhMY\n"
-            "  HQ==\n"
-            "  </blob>\n"
-            "  <none n=\"\">\n"
-            "  AAU=\n"
-            "  </none>\n"
-            "  <!-- 7 -->\n"
-            "  <b>\n"
-            "  </root>\n"
-            "</b>\n"
-            "</c>\n"
+            "<root a=\"0x1f\" b=\"-5\">\n  <name u=\"4000000000\">a&lt;b &amp; &apos;c&apos; &quot;d&quot; &gt;</name>\n"
+            "  <e t=\"x&amp;y\"/>\n  <blob>\n  AAUKDxQZHiMoLTI3PEFGS1BVWl9kaW5zeH2Ch4yRlpugpaqvtLm+w8jN0tfc4ebr8PX6/wQJDhMY\n"
+            "  HQ==\n  </blob>\n  <none n=\"\">\n  AAU=\n  </none>\n  <!-- 7 -->\n  <b>\n  </root>\n</b>\n</c>\n"
             "<e/>9<reserved>-1</reserved>\n" + std::string(300, ' ') + "x");
 }
 
@@ -79,72 +65,58 @@ TEST(Zone, PiecesBlocksAndStatistics) {
         {8u, 8u, 56, 0u, false}, {4u, 8u, 0, 58u, true}, {51u, 0u, 6, 6u, false}, {4u, 8u, 0, 58u, true}}) {
     ZoneBlock* before = zone.blocks;
     auto* piece = static_cast<uint8_t*>(align ? zone_alloc_aligned(&zone, size, align) : zone_alloc(&zone, size));
-    EXPECT_EQ(piece - zone.blocks->data, offset) << size;
-    EXPECT_EQ(zone.bytesFree, left) << size;
-    EXPECT_EQ(zone.blocks != before, fresh) << size;
-    EXPECT_EQ(zone.blocks->size, std::max(size, 64u));
-    EXPECT_EQ(piece[size - 1], 0);
+    EXPECT_EQ(std::tuple(piece - zone.blocks->data, zone.bytesFree, zone.blocks != before, zone.blocks->size, piece[size - 1]),
+              std::tuple(offset, left, fresh, std::max(size, 64u), 0)) << size;
   }
-  EXPECT_EQ(zone.bytesRequested, 335u);
-  EXPECT_EQ(zone.peakRequested, 335u);
-  EXPECT_EQ(zone_statistics().totalBlockBytes, blockBytes + 420);
+  EXPECT_EQ(std::tuple(zone.bytesRequested, zone.peakRequested, zone_statistics().totalBlockBytes), std::tuple(335u, 335u, blockBytes + 420));
   EXPECT_GE(zone_statistics().peakBlockBytes, blockBytes + 420);
-  EXPECT_STREQ(zone_strdup(&zone, "abc"), "abc");
-  EXPECT_STREQ(zone_strndup(&zone, "defgh", 2), "de");
+  EXPECT_EQ(std::string(zone_strdup(&zone, "abc")) + zone_strndup(&zone, "defgh", 2), "abcde");
   zone_release(&zone);
   EXPECT_EQ(zone.blocks, nullptr);
   EXPECT_EQ(zone_statistics().totalBlockBytes, blockBytes);
 }
 
-TEST(FatalSignal, ReportsStatusesAndNames) {
-  const std::string advice =
-      "This failure is caused by a defect in the Zq4 Archiver. Customer support\n"
-      "may be able to suggest a workaround to avoid it.\n\n"
-      "Upgrading to the newest version of the compiler may fix this problem.\n\n"
-      "Please report this problem on the Zq4 toolchain support forum.\n\n"
-      "We need to see this ENTIRE error message and a complete, reproducible\n"
-      "test case including ALL of the command-line options.\n\n";
-  const std::string internal = "\nINTERNAL ERROR: bin/zolt ";
-  static void (*const handler)(int) = [](int signo) { fatal_signal(signo, "bin/zolt", nullptr); };
+TEST(FatalSignal, DescriptionsNamesAndEnds) {
+  EXPECT_EQ(std::string(fault_description(SIGILL)) + "|" + fault_description(SIGFPE) + "|" + fault_description(SIGSEGV) +
+                "|" + fault_description(SIGABRT) + "|" + fault_description(SIGBUS),
+            "executed an illegal instruction|received a floating point exception|experienced a segmentation fault|"
+            "had an internal inconsistency and aborted|experienced a fatal internal fault");
+  const std::string advice = unit::inChild(print_defect_advice).err;
+  EXPECT_TRUE(advice.starts_with("This failure is caused by a defect in the Zq4 Archiver.") && advice.ends_with(".\n\n"));
+  const auto report = [&](const std::string& name, const std::string& what, const std::string& detail = "") {
+    return "\nINTERNAL ERROR: " + name + " " + what + "\n" + (detail.empty() ? "" : std::string(18, ' ') + detail + "\n") +
+           "\n" + advice;
+  };
   static void (*const hook)(int) = [](int signo) { std::fprintf(stderr, "[hook %d]", signo); };
-  // Names at addresses whose low 32 bits are below 100001 count as absent.
+  // Names at addresses whose low 32 bits are below 100001 count as absent, and so do detail formats.
   auto* low = static_cast<char*>(mmap(reinterpret_cast<void*>(0x18000), 4096, PROT_READ | PROT_WRITE,
                                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0));
   ASSERT_NE(low, MAP_FAILED);
-  std::strcpy(low + 100000 - 0x18000, "xname %d");
-  const char* const at100000 = low + 100000 - 0x18000;
+  const char* const at100000 = std::strcpy(low + 100000 - 0x18000, "xname %d");
   for (const auto& [fire, err] : std::initializer_list<std::pair<std::function<void()>, std::string>>{
-           {[] { raise_fatal(SIGSEGV); }, internal + "experienced a segmentation fault\n\n" + advice},
+           {[] { raise_fatal(SIGSEGV); }, report("bin/zolt", "experienced a segmentation fault")},
            {[] { set_fatal_cleanup_hook(hook), std::abort(); },
-            internal + "had an internal inconsistency and aborted\n\n" + advice + "[hook 6]"},
-           {[] { std::raise(SIGBUS); }, internal + "experienced a fatal internal fault\n\n" + advice},
-           {[] { std::raise(SIGILL); }, internal + "executed an illegal instruction\n\n" + advice},
-           {[] { std::raise(SIGFPE); }, internal + "received a floating point exception\n\n" + advice},
+            report("bin/zolt", "had an internal inconsistency and aborted") + "[hook 6]"},
            {[] { set_fatal_cleanup_hook(hook), std::raise(SIGINT); }, "[hook 2][bin/zolt forced exit]\n"},
            {[] { std::raise(SIGQUIT); }, "[bin/zolt forced exit]\n"},
            {[] { std::raise(SIGTERM); }, "[bin/zolt received a terminate signal]\n"},
-           {[] { user_msg_die(user_msg_reporter(), "OF", "x"); },
-            "DIAG/user_msg_api:213:internal fatal error #99926: (OF: x)\n" + internal +
-                "had an internal inconsistency and aborted\n\n" + advice},
-           {[] { fatal_signal(SIGFPE, nullptr, "detail %d", 42); },
-            "\nINTERNAL ERROR: unknown received a floating point exception\n                  detail 42\n\n" + advice},
-           {[&] { fatal_signal(SIGILL, at100000, at100000, 1); },
-            "\nINTERNAL ERROR: unknown executed an illegal instruction\n\n" + advice},
+           {[] { user_msg_die(user_msg_reporter(), "OF", "x"); }, "DIAG/user_msg_api:213:internal fatal error #99926: "
+                                                               "(OF: x)\n" + report("bin/zolt", "had an internal inconsistency and aborted")},
+           {[] { fatal_signal(SIGFPE, nullptr, "detail %d", 42); }, report("unknown", "received a floating point exception", "detail 42")},
+           {[&] { fatal_signal(SIGILL, at100000, at100000, 1); }, report("unknown", "executed an illegal instruction")},
            {[&] { fatal_signal(SIGTERM, at100000 + 1, ""); }, "[name %d received a terminate signal]\n"},
-           {[&] { fatal_signal(SIGSEGV, "t", at100000 + 1, 7); },
-            "\nINTERNAL ERROR: t experienced a segmentation fault\n                  name 7\n\n" + advice},
-           {[] { fatal_signal(SIGSEGV, "t", ""); }, "\nINTERNAL ERROR: t experienced a segmentation fault\n\n" + advice},
+           {[&] { fatal_signal(SIGSEGV, "t", at100000 + 1, 7); }, report("t", "experienced a segmentation fault", "name 7")},
+           {[] { fatal_signal(SIGSEGV, "t", ""); }, report("t", "experienced a segmentation fault")},
            {[] { std::raise(SIGXFSZ), std::fputs("a file size limit only fails the write", stderr); },
             "a file size limit only fails the write"}}) {
     const std::function<void()>& run = fire;
     unit::Ran r = unit::inChild([&] {
       std::atexit([] { std::fputs("exit handlers ran\n", stderr); });
-      install_fatal_handler(handler, nullptr);
+      install_fatal_handler([](int signo) { fatal_signal(signo, "bin/zolt", nullptr); }, nullptr);
       run();
       _exit(0);
     });
-    EXPECT_EQ(r.status, err.starts_with("a file") ? 0 : 2) << err;
-    EXPECT_EQ(r.err, err);
+    EXPECT_EQ(std::tuple(r.status, r.err), std::tuple(err.starts_with("a file") ? 0 : 2, err));
   }
   munmap(low, 4096);
 }
