@@ -14,6 +14,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <type_traits>
 
 namespace unit {
 
@@ -59,6 +60,20 @@ inline Ran inChild(const std::function<void()>& body) {
   waitpid(child, &status, 0);
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(out), slurp(err)};
 }
+
+// Values joined by blanks, numbers in decimal. Written as Seq{a(), b()}, the
+// calls are made in the order given, as they are in any braced list.
+struct Seq {
+  std::string text;
+  template <typename... T> Seq(const T&... values) {
+    bool first = true;
+    ((text += (first ? "" : " ") + str(values), first = false), ...);
+  }
+  template <typename T> static std::string str(const T& v) {
+    if constexpr (std::is_arithmetic_v<T>) return std::to_string(+v);
+    else return std::string(v);
+  }
+};
 
 // An application error as it is printed when it fits on its line.
 inline std::string appError(const std::string& text) {

@@ -15,7 +15,8 @@ namespace {
 
 std::string hex(const void* bytes, size_t n) {
   std::string out;
-  for (auto* b = static_cast<const uint8_t*>(bytes); n--; ++b) out += {"0123456789abcdef"[*b >> 4], "0123456789abcdef"[*b & 15]};
+  for (auto* b = static_cast<const uint8_t*>(bytes); n--; ++b)
+    out += {"0123456789abcdef"[*b >> 4], "0123456789abcdef"[*b & 15]};
   return out;
 }
 
@@ -31,17 +32,15 @@ TEST(CheckedIo, TextsResultsCheckOrderAndHandles) {
                   *f = stream_open(file.c_str(), "w+b"), *full = stream_adopt(std::fopen("/dev/full", "w"), "", "w");
     std::setvbuf(full->stream, nullptr, _IONBF, 0);
     char b[8] = {};
-    for (long v : {pftell(nullptr), long(pfseek(&none, 0, SEEK_SET)), long(pftello(&none)),
-                   (pfseeko(nullptr, 0, SEEK_SET), 0L), long(pfread(nullptr, 1, 1, &none)), long(pfread(b, 1, 1, nullptr)),
-                   long(pfwrite(nullptr, 0, 0, nullptr, 0)), long(pfwrite(b, 0, 0, nullptr, 0)),
-                   long(pfwrite(b, 1, 0, nullptr, 0)), long(pfwrite(b, 1, 1, nullptr, 1)), long(pfseek(f, -1, SEEK_SET)),
-                   (pfseeko(f, -5, SEEK_SET), 0L), pftell(p), long(pftello(p)), long(pfseek(p, 1, SEEK_SET)),
-                   (pfseeko(p, 1, SEEK_SET), 0L), long(pfwrite("abcdefgh", 2, 4, f, 0)), pftell(f),
-                   (pfseeko(f, 2, SEEK_SET), 0L), long(pftello(f)), long(pfread(b, 1, 4, f)), long(pfseek(f, -3, SEEK_END)),
-                   pftell(f), long(pfread(b, 4, 1, f)), long(pfseek(f, -1, SEEK_CUR)), (pfseeko(f, -2, SEEK_CUR), 0L),
-                   long(pftello(f)), long(pfwrite("abc", 1, 3, full, 1)), long(pfwrite("abc", 1, 3, full, 0))})
-      std::printf("%ld ", v);
-    std::printf("%.4s", b);
+    std::printf("%s %.4s", unit::Seq{
+        pftell(nullptr), pfseek(&none, 0, SEEK_SET), pftello(&none), (pfseeko(nullptr, 0, SEEK_SET), 0),
+        pfread(nullptr, 1, 1, &none), pfread(b, 1, 1, nullptr), pfwrite(nullptr, 0, 0, nullptr, 0),
+        pfwrite(b, 0, 0, nullptr, 0), pfwrite(b, 1, 0, nullptr, 0), pfwrite(b, 1, 1, nullptr, 1),
+        pfseek(f, -1, SEEK_SET),
+        (pfseeko(f, -5, SEEK_SET), 0), pftell(p), pftello(p), pfseek(p, 1, SEEK_SET), (pfseeko(p, 1, SEEK_SET), 0),
+        pfwrite("abcdefgh", 2, 4, f, 0), pftell(f), (pfseeko(f, 2, SEEK_SET), 0), pftello(f), pfread(b, 1, 4, f),
+        pfseek(f, -3, SEEK_END), pftell(f), pfread(b, 4, 1, f), pfseek(f, -1, SEEK_CUR), (pfseeko(f, -2, SEEK_CUR), 0),
+        pftello(f), pfwrite("abc", 1, 3, full, 1), pfwrite("abc", 1, 3, full, 0)}.text.c_str(), b);
   });
   EXPECT_EQ(r.out, "-1 -1 4294967295 0 0 0 0 0 0 0 -1 0 -1 4294967295 -1 0 4 8 0 2 4 0 5 0 0 0 5 0 0 fghf");
   std::string texts;
@@ -51,8 +50,9 @@ TEST(CheckedIo, TextsResultsCheckOrderAndHandles) {
                            "pfwrite called with a NULL buffer pointer", "pfwrite called requesting zero-size elements",
                            "pfwrite called requesting zero elements", "pfwrite called with a NULL FILE pointer",
                            "pfseek called with SEEK_SET, but offset is negative",
-                           "pfseeko called with SEEK_SET, but offset is negative", "call to pftell failed:  Illegal seek",
-                           "call to pftello failed:  Illegal seek", "call to pfseek failed:  Illegal seek",
+                           "pfseeko called with SEEK_SET, but offset is negative",
+                           "call to pftell failed:  Illegal seek", "call to pftello failed:  Illegal seek",
+                           "call to pfseek failed:  Illegal seek",
                            "pfwrite only wrote 0 elements; 3 were requested"})
     texts += unit::appError(text);
   EXPECT_EQ(r.err, texts);
@@ -74,7 +74,8 @@ TEST(CheckedIo, TextsResultsCheckOrderAndHandles) {
 }
 
 TEST(DataMap, ReadsAtAndPastTheEnds) {
-  const std::string ten("\1\2\3\4\5\6\7\x08\x09\x0a", 10), text("ab\0cd", 5), leb("\xe5\x8e\x26\x85\x80\x80\x80\x10\x80", 9);
+  const std::string ten("\1\2\3\4\5\6\7\x08\x09\x0a", 10), text("ab\0cd", 5),
+      leb("\xe5\x8e\x26\x85\x80\x80\x80\x10\x80", 9);
   for (auto [bytes, cursor, big, op, value, after] : {
            std::tuple<std::string, uint64_t, bool, char, std::string, uint64_t>{ten, 0, 0, '1', "01", 1},
            {ten, 0, 0, '2', "0201", 2}, {ten, 0, 1, '2', "0102", 2}, {ten, 1, 0, '4', "05040302", 5},
@@ -119,7 +120,8 @@ TEST(DataMap, FlagsWritesAndLeb128) {
   w.set_endianness(1), w.write_u64(0x1122334455667788), w.write_text("hi");
   for (uint64_t v : {624485ull, 0ull, 0x7full, 0x80ull, 0x100000005ull}) w.write_uleb128(v);
   EXPECT_TRUE(w.is_modified() && w.is_defined() && !w.is_swapped());
-  EXPECT_EQ(hex(w.data(), w.size()), "0102030405060708090a0b0c0d0e0000ff8877665544332211686900e58e26007f80018580808010");
+  EXPECT_EQ(hex(w.data(), w.size()),
+            "0102030405060708090a0b0c0d0e0000ff8877665544332211686900e58e26007f80018580808010");
   w.set_cursor(0), w.write_bytes("xy", 2), w.write_bytes("", 0);  // inside the map: the size stays
   w.resize(60), w.resize(4);
   EXPECT_EQ(std::tuple(w.size(), w.held(), hex(w.data(), 3)), std::tuple(40u, 60u, "787903"));
@@ -163,7 +165,8 @@ TEST(DataMap, FileRangesAreReadLazilyAndTheStreamStaysPut) {
     c.set_contents("\1\2\3", 3), c.set_size(8), c.set_cursor(2), c.set_swapped(false);  // bytes short of the size
     std::cout << c.read_u32() << " " << c.read_u16() << " " << static_cast<void*>(&c);
   });
-  const std::string map = r.out.substr(r.out.rfind(' ') + 1), negative = "pfseeko called with SEEK_SET, but offset is negative";
+  const std::string map = r.out.substr(r.out.rfind(' ') + 1),
+                    negative = "pfseeko called with SEEK_SET, but offset is negative";
   EXPECT_EQ(r.out, "0111 8 34353637 5 89ab 9|0 34353637 0 X|0 0 3130|64636261 6 6665 0 fffffff2 ef 7|0 0|0 31|"
                    "35343332 3|0|0|-1 -1 1|3 0 " + map);
   EXPECT_EQ(r.err, unit::appError(negative) + unit::appError(negative) +

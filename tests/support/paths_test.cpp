@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "support/checked_alloc.h"
+#include "support/data_map.h"
 #include "support/paths.h"
 #include "unit.h"
 
@@ -25,7 +26,8 @@ std::string take(char* allocated) {
 
 TEST(Paths, SplitJoinExtendAndCompare) {
   const std::string n600(600, 'n'), n499(499, 'n');
-  for (auto [path, parts] : {std::pair<std::string, std::string>{"lib/sub\\x.tar.o", "lib\\sub\\|x.tar|o"}, {"a.", "|a.|"},
+  for (auto [path, parts] : {std::pair<std::string, std::string>{"lib/sub\\x.tar.o", "lib\\sub\\|x.tar|o"},
+                             {"a.", "|a.|"},
                              {"dir.d/lib", "dir.d\\|lib|"}, {"c:x.o", "c:|x|o"}, {".o", "||o"}, {"", "||"},
                              {n600, "|" + n499 + "|"}, {"x." + n600, "|x|" + n499}, {n600 + "/x", n499 + "|x|"}}) {
     const char *d, *b, *e;
@@ -35,14 +37,16 @@ TEST(Paths, SplitJoinExtendAndCompare) {
   const char* base = nullptr;
   splitPath(nullptr, nullptr, &base, nullptr);
   EXPECT_STREQ(base, "");
-  for (auto [dir, name, ext, joined] : {std::tuple{"out/", "f", "", "out/f"}, {"out", "f", "", "out\\f"}, {"a/out", "f", "", "a/out/f"},
-                                        {"c:", "f", "o", "c:f.o"}, {"", "f", ".lib", "f.lib"}, {"d\\", "n", "x", "d\\n.x"}})
+  for (auto [dir, name, ext, joined] : {std::tuple{"out/", "f", "", "out/f"}, {"out", "f", "", "out\\f"},
+                                        {"a/out", "f", "", "a/out/f"}, {"c:", "f", "o", "c:f.o"},
+                                        {"", "f", ".lib", "f.lib"}, {"d\\", "n", "x", "d\\n.x"}})
     EXPECT_EQ(take(joinPath(nullptr, dir, name, ext)), joined);
   char buffer[64];
   EXPECT_EQ(joinPath(buffer, nullptr, "n", nullptr), buffer);
   EXPECT_STREQ(buffer, "n");
   for (auto [path, ext, replace, result] :
-       {std::tuple{"mylib", ".lib", false, "mylib.lib"}, {"my.lib.a", ".lib", false, "my.lib.a"}, {"dir.d/lib", ".lib", false, "dir.d/lib.lib"},
+       {std::tuple{"mylib", ".lib", false, "mylib.lib"}, {"my.lib.a", ".lib", false, "my.lib.a"},
+        {"dir.d/lib", ".lib", false, "dir.d/lib.lib"},
         {"dir.d\\lib", "lib", false, "dir.d\\lib.lib"}, {"x", "", false, "x"}, {"x.old", ".new", true, "x.new"},
         {"x.old", "new", true, "x.new"}, {"x.old", "", true, "x"}}) {
     defaultExtension(std::strcpy(buffer, path), ext, replace);
@@ -52,7 +56,8 @@ TEST(Paths, SplitJoinExtendAndCompare) {
     EXPECT_STREQ(baseName(path), name);
   EXPECT_EQ(baseName(""), baseName(nullptr));
   EXPECT_EQ(baseName(""), nullptr);
-  for (auto [a, b, difference] : {std::tuple{"ABC.O", "abc.o", 0}, {"abc", "abcD", -'d'}, {"abD", "ABC", 1}, {"", "", 0}})
+  for (auto [a, b, difference] :
+       {std::tuple{"ABC.O", "abc.o", 0}, {"abc", "abcD", -'d'}, {"abD", "ABC", 1}, {"", "", 0}})
     EXPECT_EQ(compareNoCase(a, b), difference) << a << " " << b;
 }
 
@@ -68,10 +73,11 @@ TEST(Paths, TemporaryNamesAndAllocationFailures) {
   for (const Env& row : {Env{"/a", "/b", "/c", "/a/"}, Env{"", "/b/", "/c", "/b/"}, Env{nullptr, nullptr, "c:", "c:"},
                          Env{nullptr, nullptr, nullptr, "/tmp/"}}) {
     unit::Ran r = unit::inChild([&] {
-      for (auto [var, value] : {std::pair{"TMP", std::get<0>(row)}, {"TEMP", std::get<1>(row)}, {"TMPDIR", std::get<2>(row)}})
+      for (auto [var, value] :
+           {std::pair{"TMP", std::get<0>(row)}, {"TEMP", std::get<1>(row)}, {"TMPDIR", std::get<2>(row)}})
         value ? setenv(var, value, 1) : unsetenv(var);
-      const std::string name = take(makeTempName(nullptr, "AR", nullptr));
-      std::printf("%s %d", name.substr(0, name.size() - 38).c_str(), std::regex_match(name.substr(name.size() - 38), guid));
+      const std::string name = take(makeTempName(nullptr, "AR", nullptr)), text = name.substr(name.size() - 38);
+      std::printf("%s %d", name.substr(0, name.size() - 38).c_str(), std::regex_match(text, guid));
     });
     EXPECT_EQ(r.out, std::string(std::get<3>(row)) + " 1");
   }
@@ -79,8 +85,10 @@ TEST(Paths, TemporaryNamesAndAllocationFailures) {
   for (const auto& [fail, status, err] : std::initializer_list<std::tuple<std::function<void()>, int, std::string>>{
            {[] { setenv("TMP", std::string(261, 'd').c_str(), 1), makeTempName(nullptr, "AR", nullptr); }, 1,
             "ERROR: You must set either the TMP or TEMP environment variable\n"},
-           {[] { setenv("TMP", std::string(260, 'd').c_str(), 1), std::free(makeTempName(nullptr, "AR", nullptr)); }, 0, ""},
-           {[] { xmalloc(SIZE_MAX); }, 1, oom}, {[] { xrealloc(xmalloc(0), SIZE_MAX); }, 1, oom}, {[] { xcalloc(SIZE_MAX / 2, 4); }, 1, oom}}) {
+           {[] { setenv("TMP", std::string(260, 'd').c_str(), 1), std::free(makeTempName(nullptr, "AR", nullptr)); },
+            0, ""},
+           {[] { xmalloc(SIZE_MAX); }, 1, oom}, {[] { xrealloc(xmalloc(0), SIZE_MAX); }, 1, oom},
+           {[] { xcalloc(SIZE_MAX / 2, 4); }, 1, oom}, {[] { DATA_MAP().resize(uint64_t{1} << 63); }, 1, oom}}) {
     unit::Ran r = unit::inChild(fail);
     EXPECT_EQ(std::tuple(r.status, r.err), std::tuple(status, err));
   }
