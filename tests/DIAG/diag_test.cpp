@@ -51,25 +51,20 @@ const std::string source = unit::scratch("echo.c");
 TEST(Diag, HeadersStreamsFiltersAndClones) {
   expectRows({
       {[] {
-         diag_show_advice = diag_show_debug = diag_show_remarks = diag_no_count = true;
-         for (int s = -1; s <= 8; ++s) say({s + 10, "%s", "", DIAG_SEVERITY(s), false, true}, "s");
-       }, 0, "(no error): s\nadvice #12: s\ndebug: s\nremark: s\n",
-       "(unknown): s\nwarning: s\nerror: s\nfatal error: s\n(unknown): s\n"},
-      {[] {
-         for (int s = 0; s <= 6; ++s) say({s, "%s", "", DIAG_SEVERITY(s), false, true}, "s");
+         for (int s = 0; s <= 6; ++s) say({s, "%s", "", DIAG_SEVERITY(s), false, true}, "s");  // the defaults
          diag_show_warnings = false;
          say(msg_warning, "hidden"), std::printf("%d\n", diag_error_count);
-       }, 0, "(no error): s\n1\n", "warning: s\nerror: s\n"},
-      {[] {
-         diag_show_advice = true;
+         diag_show_advice = diag_show_debug = diag_show_remarks = diag_show_warnings = diag_no_count = true;
+         for (int s = -1; s <= 8; ++s) say({s + 10, "%s", "", DIAG_SEVERITY(s), false, true}, "t");
          say({1234, "%s", "", DIAG_ADVICE, false, false}, "hint");  // always numbered
-         diag_show_ids = diag_no_count = true;
+         diag_show_ids = true;
          say(msg_error, "a"), say({42, "%s", "", DIAG_ERROR, false, false}, "b");
          say({43, "%s", "", DIAG_FATAL, false, false}, "c"), say({44, "%s", "", DIAG_ERROR, true, false}, "d");
          diag_show_ids = false, diag_show_raise_site = true, indent = 2;
          say(msg_warning, "e");
-       }, 0, "advice #1234-D: hint\n",
-       "error #99923: a\nerror #42-D: b\nfatal error #43: c\nsrc/x:9:internal error #44: d\n  src/x:9:warning: e\n"},
+       }, 0, "(no error): s\n1\n(no error): t\nadvice #12: t\ndebug: t\nremark: t\nadvice #1234-D: hint\n",
+       "warning: s\nerror: s\n(unknown): t\nwarning: t\nerror: t\nfatal error: t\n(unknown): t\nerror #99923: a\n"
+       "error #42-D: b\nfatal error #43: c\nsrc/x:9:internal error #44: d\n  src/x:9:warning: e\n"},
       {[] {
          gerror e("t", 1, "x"), o("t", 1, "original");
          e.print_header(), e.print_text("abc"), e.print_header(), e.print_text("def");  // the second closes the line
@@ -99,17 +94,15 @@ TEST(Diag, WrappingAtTheLineWidth) {
          two.print_header(), two.print_text("%s", x72.c_str() + 1), two.print_text("z"), two.print_text("q");
          two.print_text("%s", x72.c_str()), two.print_text("hello world"), two.finish();
          say(msg_error, "x", at(n80, 2, 0));  // the header is never wrapped
-       }, 0, "",
-       "error: " + a60 + "\n   " + b11 + "\nerror: " + a60.substr(1) + " " + b11 + "\nerror: " + x72 + "\n   " +
-           x72.substr(44) + "\nerror: first line\n   second   line\n   third\nerror: ab\n   " + n80.substr(4) +
-           "\n   nnnn\nerror: ends with a blank \nerror: " + x72.substr(1) + "z\n   q" + x72 + "\n   hello world\n\"" +
-           n80 + "\", line 2: error: \n   x\n"},
-      {[] {
          indent = 2, wrap_indent = 1, diag_cols = 20;
          error("aaaa bbbb cccc dddd eeee");
          indent = 0, wrap_indent = 3, diag_cols = 4;
          error("ab cd");
-       }, 0, "", "  error: aaaa bbbb\n   cccc dddd eeee\nerror: \n   a\n   b\n   c\n   d\n"},
+       }, 0, "",
+       "error: " + a60 + "\n   " + b11 + "\nerror: " + a60.substr(1) + " " + b11 + "\nerror: " + x72 + "\n   " +
+           x72.substr(44) + "\nerror: first line\n   second   line\n   third\nerror: ab\n   " + n80.substr(4) +
+           "\n   nnnn\nerror: ends with a blank \nerror: " + x72.substr(1) + "z\n   q" + x72 + "\n   hello world\n\"" +
+           n80 + "\", line 2: error: \n   x\n  error: aaaa bbbb\n   cccc dddd eeee\nerror: \n   a\n   b\n   c\n   d\n"},
       {[] { diag_cols = 3, error("x"); }, 128 + SIGABRT, "",
        "DIAG/diag:688: print_wrapped: Assertion `diag_cols > (indent + wrap_indent)' failed.\n"},
   });
@@ -131,10 +124,6 @@ TEST(Diag, PositionsAndTheSourceEcho) {
          say(msg_error, "d", at(source, 1, 1));
          say(msg_warning, "near", at(source, 1, 1, true)), say(msg_error, "past", at(source, 9, 1));
          say(msg_error, "none", at(source + "x", 1, 1));
-       }, 0, "",
-       s + "2: error: bad\n\tint x = 1;\n     ^\n" + s + "3: error: c\nthree" + s + "1: error: d\none\n^\n" + s +
-           "1 (approximate): warning: near\n" + s + "9: error: past\n\"" + source + "x\", line 1: error: none\n"},
-      {[] {
          D a(&msg_error, "t", 1, at("f.c", 2, 6)), copy(a), bare(&msg_error, "t", 1);
          D other(&msg_warning, "t", 1, at("f.c", 2, 6));
          for (const DIAGNOSTIC* d : {&copy, &other, &bare}) std::printf("%d%d", d->same_as(a), a.same_as(*d));
@@ -142,7 +131,9 @@ TEST(Diag, PositionsAndTheSourceEcho) {
            std::printf("%d", D(&msg_error, "t", 1, at(f, l, c)).same_as(a));
          std::printf("\n"), copy.dump(), bare.dump();
        }, 0, "1100000000\nCode : 99923\nstd_msg : %s\nvrb_msg : \nFile : f.c\nLine : 2\nColumn: 6\n"
-             "Code : 99923\nstd_msg : %s\nvrb_msg : \n", ""},
+             "Code : 99923\nstd_msg : %s\nvrb_msg : \n",
+       s + "2: error: bad\n\tint x = 1;\n     ^\n" + s + "3: error: c\nthree" + s + "1: error: d\none\n^\n" + s +
+           "1 (approximate): warning: near\n" + s + "9: error: past\n\"" + source + "x\", line 1: error: none\n"},
   });
 }
 
@@ -151,11 +142,11 @@ TEST(Diag, CountingFatalEndsAndTheErrorLimit) {
   for (int i = 1; i <= 100; ++i) hundred += "error: e" + std::to_string(i) + "\n";
   static const auto exitHandler = [] { std::atexit([] { std::fputs("exit handlers ran\n", stderr); }); };
   expectRows({
-      {[] { exitHandler(), say(msg_fatal, "stop"), std::printf("not reached"); }, 1, "",
-       "fatal error: stop\nexit handlers ran\n"},
+      {[] {
+         diag_no_count = true, say(msg_fatal, "survived"), std::printf("%d", diag_error_count);
+         diag_no_count = false, exitHandler(), say(msg_fatal, "stop"), std::printf("not reached");
+       }, 1, "0", "fatal error: survived\nfatal error: stop\nexit handlers ran\n"},
       {[] { gdie("f", 5, "x").print(); }, 128 + SIGABRT, "", "f:5:internal fatal error #99926: (x)\n"},
-      {[] { diag_no_count = true, say(msg_fatal, "survived"), std::printf("%d", diag_error_count); }, 0, "0",
-       "fatal error: survived\n"},
       {[] {
          exitHandler();
          for (int i = 1; i <= 101; ++i) {
@@ -181,18 +172,15 @@ TEST(UserMsgApi, TextsLinesAndWhatTheyRaise) {
          user_msg_error(r, "%s", "100%d");
          user_msg_app_error(r, "pfread called with a NULL FILE pointer");
          r->warnings_are_errors = true;
-         user_msg_warning(r, 0, "promoted"), user_msg_error(r, nullptr), std::printf("%d", diag_error_count);
-       }, 0, "1 0 4",
-       "warning: warning two\nerror: 100%d\nDIAG/user_msg_api:175:internal error #99924: (pfread called with a NULL "
-       "FILE\n   pointer)\nerror: promoted\nerror: \n"},
-      {[] {
-         diag_show_raise_site = diag_show_remarks = true;
-         DIAG_REPORTER* r = user_msg_reporter();
+         user_msg_warning(r, 0, "promoted"), user_msg_error(r, nullptr), std::printf("%d\n", diag_error_count);
+         diag_show_raise_site = diag_show_remarks = true, r->warnings_are_errors = false;
          user_msg_remark(r, "r"), user_msg_warning(r, 0, "w"), user_msg_error(r, "e");
          r->warnings_are_errors = true;
          user_msg_warning(r, 0, "we");
-       }, 0, "DIAG/user_msg_api:63:remark: r\n",
-       "DIAG/user_msg_api:115:warning: w\nDIAG/user_msg_api:148:error: e\nDIAG/user_msg_api:113:error: we\n"},
+       }, 0, "1 0 4\nDIAG/user_msg_api:63:remark: r\n",
+       "warning: warning two\nerror: 100%d\nDIAG/user_msg_api:175:internal error #99924: (pfread called with a NULL "
+       "FILE\n   pointer)\nerror: promoted\nerror: \nDIAG/user_msg_api:115:warning: w\nDIAG/user_msg_api:148:error: "
+       "e\nDIAG/user_msg_api:113:error: we\n"},
       {[] { user_msg_die(user_msg_reporter(), "at%d", "x%s", 5, "y"); }, 128 + SIGABRT, "",
        "DIAG/user_msg_api:213:internal fatal error #99926: (at5: xy)\n"},
   });

@@ -62,7 +62,7 @@ const std::string varied = unit::compile(kSource);
 
 TEST(ObjectFile, RecognitionAndTheFileHeader) {
   // Only the magic decides: a class or byte order other than 1 reads as 2. Class, order, version, family, size.
-  for (auto [bytes, read] : {std::pair{header(1, 1), "1 1 4 1 64"}, {header(2, 2, 0x5A0B), "2 2 4 11 64"},
+  for (auto [bytes, read] : {std::pair{header(1, 1, 0x5A02), "1 1 4 2 64"}, {header(2, 2, 0x5A0B), "2 2 4 11 64"},
                              {header(0, 0, 40, 2), "2 2 0 1 64"}, {header(3, 3, 41), "2 2 4 0 64"},
                              {"\x7f" "ELF", "2 2 0 0 4"}, {"\x7f" "EL", "none"}, {std::string("\xc2", 2), "none"}}) {
     Opened o(bytes);
