@@ -82,11 +82,11 @@ inline std::string appError(const std::string& text) {
 
 // The object file that `compiler` (with its flags) makes of C `source`;
 // empty when it cannot.
-inline std::string compile(const std::string& source, const std::string& compiler = "gcc") {
+inline std::string compile(const std::string& source, const std::string& compiler = "gcc -c") {
   static int sources = 0;
   const std::string c = scratch("source" + std::to_string(++sources) + ".c");
   spit(c, source);
-  return std::system((compiler + " -fcommon -c -o " + c + ".o " + c + " 2>/dev/null").c_str()) ? "" : slurp(c + ".o");
+  return std::system((compiler + " -fcommon -o " + c + ".o " + c + " 2>/dev/null").c_str()) ? "" : slurp(c + ".o");
 }
 
 }  // namespace unit

@@ -218,6 +218,13 @@ TEST(Symbols, ClassificationSettersAndMetadata) {
   OF_SYMBOL *a = table->get_symbol(1), *b = table->get_symbol(2), *c = table->get_symbol(3);
   a->set_alias(b), a->set_alias(c), a->set_alias(nullptr);
   EXPECT_TRUE(a->get_alias() == c && c->get_alias() == b && b->get_alias() == a && a->get_last_alias() == b);
+  // Dynamic symbols take their version indices: none for the null symbol, 1 global, 2 on for versioned ones.
+  Opened dso(unit::compile(std::string(kSource) + "int puts(const char*); int f(void) { return puts(0); }",
+                           "gcc -shared -fPIC"));
+  auto* dynamic = dso.elf()->get_elf_section_table()->find_section(".dynsym", 0)->get_symbol_table();
+  EXPECT_EQ((Seq{dynamic->get_symbol(0)->get_version_index(),
+                 static_cast<ELF_SYMBOL*>(dynamic->find_symbol("global_function", 0))->get_version_index(),
+                 static_cast<ELF_SYMBOL*>(dynamic->find_symbol("puts", 0))->get_version_index() >= 2}.text), "0 1 1");
   // The metadata section: a version byte, then LEB128 kind, index and value.
   for (auto [bytes, index, read] :
        {std::tuple{"1, 1, 3, 7, 6, 3, 0x82, 1, 4, 3, 'm', 0", 3, "7 130 m 0 "},
@@ -309,8 +316,8 @@ TEST(SymbolScan, AgreesWithTheReaderOnCompiledObjects) {
     EXPECT_EQ(rows, read);
     return !rows.empty();
   };
-  for (const char* compiler : {"gcc", "clang --target=i386-linux-gnu", "clang --target=mips-linux-gnu",
-                               "clang --target=powerpc64-linux-gnu"}) {
+  for (const char* compiler : {"gcc -c", "clang -c --target=i386-linux-gnu", "clang -c --target=mips-linux-gnu",
+                               "clang -c --target=powerpc64-linux-gnu"}) {
     const std::string bytes = unit::compile(kSource, compiler);
     EXPECT_TRUE(bytes.empty() || agrees(bytes)) << compiler << " declined";
   }

@@ -22,8 +22,8 @@ TEST(XmlWriter, ElementsContentScopesAndMisuse) {
     STREAM_HANDLE* s = stream_open(path.c_str(), "w");
     XML_WRITER w(s, 2);
     XML_TAG root("root"), name("name"), empty("e"), blob("blob"), none("none"), b("b"), c("c"), unnamed("");
-    uint8_t bytes[58];
-    for (int i = 0; i < 58; ++i) bytes[i] = static_cast<uint8_t>(i * 5);
+    uint8_t bytes[60];  // 58 of them written
+    for (int i = 0; i < 60; ++i) bytes[i] = static_cast<uint8_t>(i * 5);
     std::printf("%d ", xml_element(&w, XML_OPEN, XML_NONE, &root, 2, "a", XML_HEX64, 0x1fULL, "b", XML_SIGNED32, -5));
     xml_element(&w, XML_OPEN | XML_CLOSE, XML_TEXT, &name, 1, "u", XML_UNSIGNED32, 4000000000u, "a<b & 'c' \"d\" >");
     xml_element(&w, XML_EMPTY, XML_NONE, &empty, 1, "t", XML_TEXT, "x&y");
