@@ -58,6 +58,11 @@ std::string refused(const char* now, const char* rule, const char* wanted) {
 
 const std::string varied = unit::compile(kSource);
 
+// Writes `value` little-endian over `width` bytes at `at`.
+void put(std::string& bytes, uint64_t at, int width, uint64_t value) {
+  for (int i = 0; i < width; ++i) bytes[at + i] = static_cast<char>(value >> (8 * i));
+}
+
 }  // namespace
 
 TEST(ObjectFile, RecognitionAndTheFileHeader) {
@@ -203,6 +208,24 @@ TEST(Symbols, ClassificationSettersAndMetadata) {
     const int got = op == 'k' ? x->set_kind(value) : op == 'b' ? x->set_binding(value) : x->set_type(value);
     EXPECT_EQ((Seq{got, x->get_st_info(), x->get_st_shndx(), fresh.status()}.text), "-1 " + before + " 5 " + text);
   }
+  // With 0xFF00 sections or more, an index of 0xFFFF is taken from the SHT_SYMTAB_SHNDX section linked to the
+  // table (here ".comment" made one, its words appended), or from one added in memory when there is none.
+  ELF_SECTION_TABLE* sections = o.elf()->get_elf_section_table();
+  const uint64_t shoff = o.elf()->get_e_shoff(), comment = shoff + 64 * sections->find_section(".comment", 0)->get_index();
+  const uint32_t symtab = sections->find_section(".symtab", 0)->get_index(), g = o.symbol("global_function")->get_index();
+  std::string many = varied + std::string(4 * g, '\0') + std::string("\x45\x23\x01", 4);
+  put(many, 60, 2, 0), put(many, shoff + 32, 8, 0xFF00);
+  put(many, sections->get_section(symtab)->get_sh_offset() + 24 * g + 6, 2, 0xFFFF);
+  for (bool linked : {true, false}) {
+    std::string bytes = many;
+    if (linked) put(bytes, comment + 4, 4, 18), put(bytes, comment + 24, 8, varied.size());
+    if (linked) put(bytes, comment + 32, 8, 4 * g + 4), put(bytes, comment + 40, 4, symtab);
+    Opened x(bytes);
+    auto* xs = static_cast<ELF_SYMBOL*>(x.object->get_symbol_table()->get_symbol(g));
+    ELF_SECTION* added = x.elf()->get_elf_section_table()->find_section(".symtab_shndx", 0);
+    EXPECT_EQ((Seq{xs->get_kind(), xs->get_section_id(), added ? added->get_sh_type() : 0,
+                   added ? added->get_sh_link() : 0}.text), linked ? "2 74565 0 0" : "2 0 18 " + std::to_string(symtab));
+  }
   ELF_SYMBOL_TABLE* table = s->get_elf_table();
   EXPECT_TRUE(!table->get_symbol(table->get_num_symbols()) &&
               !table->find_symbol("defined_global", s->get_index() + 1) &&
@@ -337,7 +360,7 @@ TEST(SymbolScan, AgreesWithTheReaderOnCompiledObjects) {
         {58, 2, 72, false}, {table + 56, 8, 0, false}, {table + 4, 4, 11, false}, {table + 40, 4, 0, false},
         {table + 40, 4, 999, false}}) {
     std::string bytes = varied;
-    for (int i = 0; i < width; ++i) bytes[at + i] = static_cast<char>(value >> (8 * i));
+    put(bytes, at, width, value);
     EXPECT_EQ(agrees(bytes), taken) << at << " " << value;
   }
 }
