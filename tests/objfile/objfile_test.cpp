@@ -170,7 +170,7 @@ TEST(StringTable, ReadingAndAddingWithReuse) {
             ".strtab global_function 0 0 1 0 -1 -1 " + refused("locked", "must be in at most", "open"));
 }
 
-TEST(Symbols, ClassificationSettersAndMetadata) {
+TEST(Symbols, ClassificationAndSetters) {
   EXPECT_EQ((Seq{symbol_kind_name(-1), symbol_kind_name(4), symbol_kind_name(5), symbol_kind_name(6),
                  symbol_binding_name(3), symbol_binding_name(4), symbol_type_name(6), symbol_type_name(7)}.text),
             "unknown common debug unknown weak unknown tls none");
@@ -199,32 +199,14 @@ TEST(Symbols, ClassificationSettersAndMetadata) {
   for (auto [op, value, text] : {std::tuple{'k', 2, "To mark a symbol as being defined, you must use set_section_id() "
                                                     "to set its section reference"},
                                  {'k', 0x1f, "Invalid symbol kind 1f"}, {'k', 0, "Invalid symbol kind 0"},
-                                 {'b', 4, "Invalid symbol binding value 0x4"},
-                                 {'b', 0, "Invalid symbol binding value 0x0"}, {'t', 7, "Invalid symbol type value 0x7"},
+                                 {'b', 4, "Invalid symbol binding value 0x4"}, {'t', 7, "Invalid symbol type value 0x7"},
+                                 {'b', 0, "Invalid symbol binding value 0x0"},
                                  {'t', -1, "Invalid symbol type value 0xffffffff"}}) {
     Opened fresh(varied);
     ELF_SYMBOL* x = fresh.symbol("defined_global");
     const std::string before = Seq{x->get_st_info(), x->get_st_shndx()}.text;
     const int got = op == 'k' ? x->set_kind(value) : op == 'b' ? x->set_binding(value) : x->set_type(value);
     EXPECT_EQ((Seq{got, x->get_st_info(), x->get_st_shndx(), fresh.status()}.text), "-1 " + before + " 5 " + text);
-  }
-  // With 0xFF00 sections or more, an index of 0xFFFF is taken from the SHT_SYMTAB_SHNDX section linked to the
-  // table (here ".comment" made one, its words appended), or from one added in memory when there is none.
-  ELF_SECTION_TABLE* sections = o.elf()->get_elf_section_table();
-  const uint64_t shoff = o.elf()->get_e_shoff(), comment = shoff + 64 * sections->find_section(".comment", 0)->get_index();
-  const uint32_t symtab = sections->find_section(".symtab", 0)->get_index(), g = o.symbol("global_function")->get_index();
-  std::string many = varied + std::string(4 * g, '\0') + std::string("\x45\x23\x01", 4);
-  put(many, 60, 2, 0), put(many, shoff + 32, 8, 0xFF00);
-  put(many, sections->get_section(symtab)->get_sh_offset() + 24 * g + 6, 2, 0xFFFF);
-  for (bool linked : {true, false}) {
-    std::string bytes = many;
-    if (linked) put(bytes, comment + 4, 4, 18), put(bytes, comment + 24, 8, varied.size());
-    if (linked) put(bytes, comment + 32, 8, 4 * g + 4), put(bytes, comment + 40, 4, symtab);
-    Opened x(bytes);
-    auto* xs = static_cast<ELF_SYMBOL*>(x.object->get_symbol_table()->get_symbol(g));
-    ELF_SECTION* added = x.elf()->get_elf_section_table()->find_section(".symtab_shndx", 0);
-    EXPECT_EQ((Seq{xs->get_kind(), xs->get_section_id(), added ? added->get_sh_type() : 0,
-                   added ? added->get_sh_link() : 0}.text), linked ? "2 74565 0 0" : "2 0 18 " + std::to_string(symtab));
   }
   ELF_SYMBOL_TABLE* table = s->get_elf_table();
   EXPECT_TRUE(!table->get_symbol(table->get_num_symbols()) &&
@@ -241,10 +223,35 @@ TEST(Symbols, ClassificationSettersAndMetadata) {
   OF_SYMBOL *a = table->get_symbol(1), *b = table->get_symbol(2), *c = table->get_symbol(3);
   a->set_alias(b), a->set_alias(c), a->set_alias(nullptr);
   EXPECT_TRUE(a->get_alias() == c && c->get_alias() == b && b->get_alias() == a && a->get_last_alias() == b);
+}
+
+TEST(Symbols, ExtendedIndicesVersionsAndMetadata) {
+  // With 0xFF00 sections or more, an index of 0xFFFF is taken from the SHT_SYMTAB_SHNDX section linked to the
+  // table (here ".comment" made one, its words appended), or from one added in memory when there is none.
+  Opened o(varied);
+  ELF_SECTION_TABLE* sections = o.elf()->get_elf_section_table();
+  const uint64_t shoff = o.elf()->get_e_shoff();
+  const uint64_t comment = shoff + 64 * sections->find_section(".comment", 0)->get_index();
+  const uint32_t symtab = sections->find_section(".symtab", 0)->get_index();
+  const uint32_t g = o.symbol("global_function")->get_index();
+  std::string many = varied + std::string(4 * g, '\0') + std::string("\x45\x23\x01", 4);
+  put(many, 60, 2, 0), put(many, shoff + 32, 8, 0xFF00);
+  put(many, sections->get_section(symtab)->get_sh_offset() + 24 * g + 6, 2, 0xFFFF);
+  for (bool linked : {true, false}) {
+    std::string bytes = many;
+    if (linked) put(bytes, comment + 4, 4, 18), put(bytes, comment + 24, 8, varied.size());
+    if (linked) put(bytes, comment + 32, 8, 4 * g + 4), put(bytes, comment + 40, 4, symtab);
+    Opened x(bytes);
+    auto* xs = static_cast<ELF_SYMBOL*>(x.object->get_symbol_table()->get_symbol(g));
+    ELF_SECTION* added = x.elf()->get_elf_section_table()->find_section(".symtab_shndx", 0);
+    EXPECT_EQ((Seq{xs->get_kind(), xs->get_section_id(), added ? added->get_sh_type() : 0,
+                   added ? added->get_sh_link() : 0}.text),
+              linked ? "2 74565 0 0" : "2 0 18 " + std::to_string(symtab));
+  }
   // Dynamic symbols take their version indices: none for the null symbol, 1 global, 2 on for versioned ones.
   Opened dso(unit::compile(std::string(kSource) + "int puts(const char*); int f(void) { return puts(0); }",
                            "gcc -shared -fPIC"));
-  auto* dynamic = dso.elf()->get_elf_section_table()->find_section(".dynsym", 0)->get_symbol_table();
+  ELF_SYMBOL_TABLE* dynamic = dso.elf()->get_elf_section_table()->find_section(".dynsym", 0)->get_symbol_table();
   EXPECT_EQ((Seq{dynamic->get_symbol(0)->get_version_index(),
                  static_cast<ELF_SYMBOL*>(dynamic->find_symbol("global_function", 0))->get_version_index(),
                  static_cast<ELF_SYMBOL*>(dynamic->find_symbol("puts", 0))->get_version_index() >= 2}.text), "0 1 1");
