@@ -66,17 +66,6 @@ TEST(CheckedIo, TextsResultsCheckOrderAndHandles) {
                        stream_pread(in, got, 1, -1), pread_full(fileno(in->stream), got, 9, 5), std::ftell(in->stream)),
             std::tuple(before + 2, 8, -1, 2, -1, 3, 0));
   EXPECT_TRUE(write_full(fileno(out->stream), "abc", 3) && !stream_open(unit::scratch("none/x").c_str(), "rb"));
-  std::string bytes(200000, '\0');  // positioned reads near and far, across a window's end, larger than one
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7 + i / 251);
-  unit::spit(unit::scratch("big"), bytes);
-  STREAM_HANDLE* big = stream_open(unit::scratch("big").c_str(), "rb");
-  for (auto [at, length] : {std::pair{10, 100}, {20, 30}, {150000, 60}, {160000, 5000}, {65000, 1000}, {0, 150000},
-                            {199990, 20}}) {
-    std::string part(length, '\0');
-    part.resize(std::max<int64_t>(0, stream_pread(big, part.data(), length, at)));
-    EXPECT_EQ(part, bytes.substr(at, length)) << at;
-  }
-  stream_close(big);
   EXPECT_EQ(stream_close(in) + stream_close(out) + stream_close(nullptr), 0);
   EXPECT_EQ(std::pair(stream_table_size(), unit::slurp(unit::scratch("out"))), std::pair(before, std::string("abc")));
   const int full = open("/dev/full", O_WRONLY);

@@ -104,8 +104,6 @@ TEST(FatalSignal, DescriptionsNamesAndEnds) {
            {[] { set_fatal_cleanup_hook(hook), std::abort(); },
             report("bin/zolt", "had an internal inconsistency and aborted") + "[hook 6]"},
            {[] { set_fatal_cleanup_hook(hook), std::raise(SIGINT); }, "[hook 2][bin/zolt forced exit]\n"},
-           {[] { std::raise(SIGQUIT); }, "[bin/zolt forced exit]\n"},
-           {[] { std::raise(SIGTERM); }, "[bin/zolt received a terminate signal]\n"},
            {[] { user_msg_die(user_msg_reporter(), "OF", "x"); },
             "DIAG/user_msg_api:213:internal fatal error #99926: (OF: x)\n" +
                 report("bin/zolt", "had an internal inconsistency and aborted")},
