@@ -144,16 +144,22 @@ TEST(DataMap, FileRangesAreReadLazilyAndTheStreamStaysPut) {
     std::cout << "|" << shared.is_loaded() << " " << shared.read_u32();
     m.set_cursor(0), m.write_u8('X'), c = m;
     std::cout << " " << c.is_backed() << " " << c.read_u8();
-    again.attach(s, 0, 2), again.read_u16(), again.release(), again.set_cursor(0);
+    again.attach(s, 0, 2), again.read_u16();
+    const int fd = open(path.c_str(), O_WRONLY);  // once released, the map reads the file as it is now
+    if (pwrite(fd, "w", 1, 0) != 1 || close(fd) != 0) return;
+    again.release(), again.set_cursor(0);
     std::cout << "|" << again.is_loaded() << " " << again.held() << " " << again.read_u16();
     tail.attach(s, 10, 0xFFFFFFF0u);  // a header claiming nearly 4 GiB: a zero tail
     std::cout << "|" << tail.read_u32() << " " << tail.held() << " " << tail.read_u32();
     tail.set_cursor(0xFFFFFFF0u - 2);
     std::cout << " " << tail.read_u32() << " " << tail.get_cursor() << " " << (tail.set_cursor(4), tail.read_text());
-    beyond.attach(s, 100, 8), far.attach(s, INT32_MIN, 4);
-    std::cout << " " << tail.get_cursor() << "|" << beyond.read_u64() << " " << beyond.held() << "|" << far.read_u32();
-    std::fseek(s->stream, 3000000000L, SEEK_SET), again.attach(s, 1, 1);
-    std::cout << " " << +again.read_u8();
+    beyond.attach(s, 100, 8), far.attach(s, INT32_MIN, 4);  // reported, and read where the stream stands
+    std::cout << " " << tail.get_cursor() << "|" << beyond.read_u64() << " " << beyond.held() << "|" << far.read_u32()
+              << " " << std::ftell(s->stream);
+    std::fseek(s->stream, 3000000000L, SEEK_SET), again.attach(s, 1, 1);  // a position past 31 bits is not restored
+    std::cout << " " << std::ftell(s->stream) << " " << +again.read_u8() << " " << std::ftell(s->stream);
+    std::fseek(s->stream, 3000000000L, SEEK_SET), again.attach(s, -1, 2);  // both at once
+    std::cout << " " << again.read_u16() << " " << std::ftell(s->stream);
     char bytes[] = "0123456789abcdef";
     STREAM_HANDLE* memory = stream_adopt(fmemopen(bytes, 16, "r"), "memory", "r");  // no positioned reads
     std::fseek(memory->stream, 3, SEEK_SET), again.attach(memory, 2, 4);
@@ -166,10 +172,10 @@ TEST(DataMap, FileRangesAreReadLazilyAndTheStreamStaysPut) {
     std::cout << c.read_u32() << " " << c.read_u16() << " " << static_cast<void*>(&c);
   });
   const std::string map = r.out.substr(r.out.rfind(' ') + 1),
-                    negative = "pfseeko called with SEEK_SET, but offset is negative";
-  EXPECT_EQ(r.out, "0111 8 34353637 5 89ab 9|0 34353637 0 X|0 0 3130|64636261 6 6665 0 fffffff2 ef 7|0 0|0 31|"
-                   "35343332 3|0|0|-1 -1 1|3 0 " + map);
-  EXPECT_EQ(r.err, unit::appError(negative) + unit::appError(negative) +
+                    negative = unit::appError("pfseeko called with SEEK_SET, but offset is negative");
+  EXPECT_EQ(r.out, "0111 8 34353637 5 89ab 9|0 34353637 0 X|0 0 3177|64636261 6 6665 0 fffffff2 ef 7|0 0|38373635 5 "
+                   "b2d05e00 31 2 0 b2d05e00|35343332 3|0|0|-1 -1 1|3 0 " + map);
+  EXPECT_EQ(r.err, negative + negative + negative + negative +
                        unit::appError("saving a single DATA_MAP with more than 4GB; unsupported") +
                        unit::appError("pfwrite called with a NULL FILE pointer") +
                        unit::appError("buffer of size 6 not big enough on const DATA_MAP " + map + " of size 8"));
