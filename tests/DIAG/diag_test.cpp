@@ -1,8 +1,8 @@
 // The diagnostics as they print: header forms, streams, filters, wrapping at
 // the line width, counting, the fatal ends, the error limit and the
-// reporters' raising sites. Each row runs in a child of its own, since the
-// settings and the count are process-wide. (No caller in zolt attaches a
-// source position, so the source echo is left untested.)
+// reporters' raising sites, positions and the source echo (which no caller
+// in zolt uses). Each row runs in a child of its own, since the settings and
+// the count are process-wide.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -97,6 +97,20 @@ TEST(Diag, WrappingAtTheLineWidth) {
       {[] { diag_cols = 3, error("x"); }, 128 + SIGABRT, "",
        "DIAG/diag:688: print_wrapped: Assertion `diag_cols > (indent + wrap_indent)' failed.\n"},
   });
+}
+
+TEST(Diag, PositionsAndTheSourceEcho) {
+  const std::string file = unit::scratch("echo.c"), at = "\"" + file + "\", line ";
+  unit::spit(file, "one\n\tint x = 1;\nthree");
+  expectRows({{[&] {
+                 diag_show_source = true;
+                 for (auto [line, column, approximate] : {std::tuple{2u, 6u, false}, {3u, 0u, false}, {1u, 1u, true},
+                                                          {9u, 1u, false}, {0u, 1u, true}})
+                   say(msg_error, "e", new DIAG_SRCINFO_DATA(file, line, column, approximate));
+                 say(msg_error, "e", new DIAG_SRCINFO_DATA("", 1, 1, false));
+               }, 0, "", at + "2: error: e\n\tint x = 1;\n     ^\n" + at + "3: error: e\nthree" + at +
+                            "1 (approximate): error: e\n" + at + "9: error: e\n\"" + file +
+                            "\" (approximate): error: e\nerror: e\n"}});
 }
 
 TEST(Diag, CountingFatalEndsAndTheErrorLimit) {
