@@ -4,9 +4,9 @@
 
 # The ends: the error limit, the fatal diagnostic that malformed objects can
 # raise (each far.o costs one counted error); an archive error (a member too
-# large); an interrupt and a terminate request while a member file is being
-# opened (a FIFO that nobody writes to, whose open waits for a writer); and
-# the deliberate stop for a ".symtab" of the wrong type.
+# large); an interrupt and a terminate request once zolt waits for a member
+# (a FIFO that nobody opens for writing); and the deliberate stop for a
+# ".symtab" of the wrong type.
 
   $ obj good.o 'int good(void) { return 1; }'
   $ cp good.o wrong.o && elfpatch wrong.o .symtab.sh_type=3
@@ -24,8 +24,8 @@
   >       limit) zolt rs lib.a ../good.o ../far[0-9]*.o ;;
   >       callback) zolt rs lib.a ../good.o ../huge.bin ;;
   >       stop) zolt rs lib.a ../good.o ../wrong.o ;;
-  >       *) zolt rs lib.a ../good.o ../fifo &
-  >          for i in $(seq 500); do grep -qs partner /proc/$!/wchan && break; sleep 0.01; done
+  >       *) zolt rs lib.a ../good.o ../fifo & for t in $(seq 500); do
+  >            grep -qsx wait_for_partner /proc/$!/wchan && break; sleep 0.01; done
   >          kill -$end $!; wait $! ;;
   >     esac >/dev/null 2>../e
   >     status=$?
