@@ -22,6 +22,7 @@ check llvm-nm llvm
 check ld.lld lld
 check readelf binutils
 check python3 python3
+check strace strace
 # The package (dpkg-shlibdeps, file, lintian) and the build-system recipes
 # (make, automake, libtool).
 check dpkg-shlibdeps dpkg-dev

@@ -36,7 +36,7 @@ for p in sys.argv[1:] or ["/dev/stdin"]:
 ' "$@"; }
 
 # elfpatch FILE FIELD=VALUE...: patches an ELF file in its own class and byte order.
-elfpatch() { python3 "$SRCDIR/tests/e2e/elfpatch.py" "$@"; }
+elfpatch() { python3 "$SRCDIR/tools/elfpatch.py" "$@"; }
 
 # files [DIR]: what the directory holds, on one line.
 files() { echo $(ls -A "${1:-.}"); }

@@ -105,7 +105,7 @@ def run_file(path, zolt, update):
     os.mkdir(top + '/tmp')
     env = dict(os.environ, PATH=os.path.dirname(os.path.abspath(zolt)) + ':' + os.environ['PATH'],
                ZOLT=os.path.abspath(zolt), SRCDIR=os.path.dirname(HERE),
-               PRELUDE=os.path.join(HERE, 'e2e', 'prelude.sh'), TZ='UTC', LC_ALL='C',
+               PRELUDE=os.path.join(os.path.dirname(HERE), 'tests', 'e2e', 'prelude.sh'), TZ='UTC', LC_ALL='C',
                TMPDIR=top + '/tmp', HOME=top)
     for name in ('SOURCE_DATE_EPOCH', 'TMP', 'TEMP'):
         env.pop(name, None)
