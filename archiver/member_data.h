@@ -27,9 +27,10 @@
 // Starts a write's symbol pass; forgets what an earlier write kept.
 void beginMemberData(Archive& archive);
 
-// Reads what the symbol scan of one member needs and scans it: true with `symbols` filled (valid until the next call) when the
-// scan answered, false when the object reader must decide. A member file
-// that cannot be opened is reported as the writer reports it.
+// Reads what the symbol scan of one member needs and scans it: true with
+// `symbols` filled (valid until the next call) when the scan answered, false
+// when the object reader must decide. A member file that cannot be opened is
+// reported as the writer reports it.
 bool scanMember(Archive& archive, ArchiveMember& member, std::vector<OFE::SCANNED_SYMBOL>& symbols);
 
 // Ends the symbol pass: everything kept is ready for the write.

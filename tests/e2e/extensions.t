@@ -36,14 +36,14 @@
 # number, and a file dated exactly at the epoch keeps its date.
 
   $ mk n.o 'n\n' 1700000000
-  $ for v in unset '' abc -5 +5 ' 5' 5x 99999999999999999999 1700000000 0; do
+  $ for v in unset '' abc -0 +5 ' 5' 5x 99999999999999999999 1700000000 0; do
   >   if [ "$v" = unset ]; then unset SOURCE_DATE_EPOCH; else export SOURCE_DATE_EPOCH="$v"; fi
   >   zolt rq n.a n.o; echo "'$v' =>$(zolt t n.a | tail -1)"; rm n.a
   > done
   'unset' =>         2   Tue Nov 14 22:13:20 2023    n.o
   '' =>         2   Tue Nov 14 22:13:20 2023    n.o
   'abc' =>         2   Tue Nov 14 22:13:20 2023    n.o
-  '-5' =>         2   Tue Nov 14 22:13:20 2023    n.o
+  '-0' =>         2   Tue Nov 14 22:13:20 2023    n.o
   '+5' =>         2   Tue Nov 14 22:13:20 2023    n.o
   ' 5' =>         2   Tue Nov 14 22:13:20 2023    n.o
   '5x' =>         2   Tue Nov 14 22:13:20 2023    n.o

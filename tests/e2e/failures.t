@@ -3,7 +3,7 @@
 
 # Damaged archives: each is refused by t, x and r with its message, and is
 # left as it was with nothing beside it.
-  $ ok() { hdr ok.o/ 1 0 2; printf ok; }; sz() { hdr a.o/ 1 0 "$1"; printf ab; }
+  $ ok() { hdr ok.o/ $'\t1' 0 2; printf ok; }; sz() { hdr a.o/ 1 0 "$1"; printf ab; }
   > tb() { hdr // 0 0 20; echo long_name_abcdef.o/; hdr "$1" 1 0 2; printf ab; }
   > qv() { hdr '<filenames>/' 0 1 22; printf '\nlong_name_abcdef.o/\n\n'; hdr "$1" 1 "$2" 2; printf ab; }
   > n=0; d() { { echo '!<arch>'; "$@"; } >d$((n += 1)).lib; }

@@ -213,11 +213,11 @@
   same
 
 # Objects on both sides of 16 KiB and 64 KiB, odd and even, more than 8 MiB
-# in all: created, half replaced from their files and half copied from the
+# of them up to 64 KiB: created, half replaced from their files and half copied from the
 # old archive, one deleted; each time the index names every definition at
 # its member and the members come back byte for byte.
   $ obj a.o 'int alpha(void) { return 1; } int shared;' && obj b.o 'long beta[2] = {1}; static int hidden;'
-  > n=0; for size in 16383 16384 16385 65535 65536 65537; do for i in $(seq 40); do
+  > n=0; for size in 16383 16384 16385 65535 65536 65537; do for i in $(seq 48); do
   >   n=$((n + 1)); f=k$(printf %03d $n).o; cp $([ $((n % 2)) = 0 ] && echo a.o || echo b.o) $f; truncate -s $size $f
   > done; done
   > check() { [ "$(index $1)" = "$(defs $(ar t $1))" ] && for f in $(ar t $1); do ar p $1 $f | cmp - $f; done && echo "$1 ok"; }
