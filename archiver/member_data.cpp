@@ -167,10 +167,7 @@ bool flushStaged() {
 // take the archive's size; it has no name to leave behind.
 bool openKeptFile(Archive& archive) {
   if (kept.refused || !archive.hostFinalPath) return false;
-  std::string directory = archive.hostFinalPath;
-  size_t slash = directory.find_last_of('/');
-  directory = slash == std::string::npos ? "." : slash == 0 ? "/" : directory.substr(0, slash);
-  kept.fd = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  kept.fd = open(hostDirectory(archive.hostFinalPath).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
   kept.refused = kept.fd < 0;
   return !kept.refused;
 }
